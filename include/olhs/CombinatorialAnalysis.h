@@ -1,0 +1,137 @@
+#ifndef OLHS_COMBINATORIALANALYSIS_H
+#define OLHS_COMBINATORIALANALYSIS_H
+
+#include <algorithm>
+#include <vector>
+
+#include "olhs/CRand.h"
+#include "olhs/export.h"
+
+namespace olhs {
+namespace detail {
+
+/// Index picked from a pool of k values by the draw r: r (k - 1) rounded to the nearest
+/// integer, halves away from zero. Draws outside [0, 1] are held to the pool's ends.
+inline int pickIndex(double r, int k) {
+    const double x = r * (k - 1);
+    if (!(x >= 0.0)) {
+        return 0;
+    }
+    if (x >= k - 1) {
+        return k - 1;
+    }
+    return x > 0 ? static_cast<int>(x + 0.5) : static_cast<int>(x - 0.5);
+}
+
+/// The pick rule: n draws, each taking one value out of the ascending pool 1..n. Only the
+/// first `picked` values are computed; the remaining draws are still made, so the stream
+/// advances by exactly n whatever is kept.
+template <class V>
+std::vector<V> pickPermutation(CRand& generator, int n, int picked) {
+    std::vector<V> out;
+    if (n <= 0) {
+        return out;
+    }
+    picked = std::min(std::max(picked, 0), n);
+    std::vector<V> pool(static_cast<std::size_t>(n));
+    for (int v = 0; v < n; ++v) {
+        pool[static_cast<std::size_t>(v)] = static_cast<V>(v + 1);
+    }
+    out.reserve(static_cast<std::size_t>(picked));
+    for (int draw = 0; draw < n; ++draw) {
+        const double r = generator.Random();
+        if (draw < picked) {
+            const int index = pickIndex(r, static_cast<int>(pool.size()));
+            out.push_back(pool[static_cast<std::size_t>(index)]);
+            pool.erase(pool.begin() + index);
+        }
+    }
+    return out;
+}
+
+/// Whether at least `count` distinct k-element subsets of n values exist.
+inline bool enoughSubsets(int n, int k, int count) {
+    if (k < 0 || k > n) {
+        return count <= 0;
+    }
+    k = std::min(k, n - k);
+    double subsets = 1.0; // exact while below 2^53, far beyond any int count
+    for (int i = 1; i <= k && subsets < count; ++i) {
+        subsets = subsets * (n - k + i) / i;
+    }
+    return subsets >= count;
+}
+
+} // namespace detail
+} // namespace olhs
+
+/// Random permutations and k-element subsets of the values 1..n.
+template <class T>
+class OLHS_API CombinatorialAnalysis {
+public:
+    /// The argument is not consulted: every generator continues the one shared stream.
+    CombinatorialAnalysis(CRand generator);
+    CombinatorialAnalysis();
+
+    /// A random permutation of 1..n (n draws).
+    std::vector<T> getRandomPermutation(int n);
+    /// k distinct values of 1..n in ascending order (n draws).
+    std::vector<int> getRandomCombination(int n, int k);
+    /// count distinct k-subsets of 1..n, each ascending, the list in lexicographic order.
+    /// A request for more subsets than exist, or with k < 1, returns an empty list.
+    std::vector<std::vector<int> > getVectorOfRandomCombination(int count, int n, int k);
+
+private:
+    template <class U>
+    friend class CombinatorialAnalysis;
+
+    CRand randGenerator;
+};
+
+template <class T>
+CombinatorialAnalysis<T>::CombinatorialAnalysis(CRand /*generator*/) {}
+
+template <class T>
+CombinatorialAnalysis<T>::CombinatorialAnalysis() {
+    CRand unused(false);
+    (void)unused;
+}
+
+template <class T>
+std::vector<T> CombinatorialAnalysis<T>::getRandomPermutation(int n) {
+    const std::vector<int> values = olhs::detail::pickPermutation<int>(randGenerator, n, n);
+    return std::vector<T>(values.begin(), values.end());
+}
+
+template <class T>
+std::vector<int> CombinatorialAnalysis<T>::getRandomCombination(int n, int k) {
+    CombinatorialAnalysis<int> sampler;
+    std::vector<int> subset = olhs::detail::pickPermutation<int>(sampler.randGenerator, n, k);
+    std::sort(subset.begin(), subset.end());
+    return subset;
+}
+
+template <class T>
+std::vector<std::vector<int> > CombinatorialAnalysis<T>::getVectorOfRandomCombination(int count, int n,
+                                                                                     int k) {
+    std::vector<std::vector<int> > subsets;
+    if (count <= 0 || k < 1 || !olhs::detail::enoughSubsets(n, k, count)) {
+        return subsets;
+    }
+    CombinatorialAnalysis<int> sampler;
+    subsets.reserve(static_cast<std::size_t>(count));
+    while (static_cast<int>(subsets.size()) < count) {
+        std::vector<int> candidate = sampler.getRandomCombination(n, k);
+        if (std::find(subsets.begin(), subsets.end(), candidate) == subsets.end()) {
+            subsets.push_back(std::move(candidate));
+        }
+    }
+    std::sort(subsets.begin(), subsets.end());
+    return subsets;
+}
+
+// Both instantiations live in the shared library.
+extern template class CombinatorialAnalysis<double>;
+extern template class CombinatorialAnalysis<int>;
+
+#endif

@@ -1,0 +1,64 @@
+#ifndef OLHS_SRC_PHIP_KERNELS_H
+#define OLHS_SRC_PHIP_KERNELS_H
+
+#include <cmath>
+#include <valarray>
+#include <vector>
+
+namespace olhs {
+namespace detail {
+
+using Matrix = std::vector<std::valarray<double> >;
+
+/// The state of a criterion the kernels work on, by reference.
+struct PhipState {
+    Matrix& D;
+    double& phip;
+    double p;
+    double t;
+    int n;
+};
+
+/// x^t and x^(1/t) as the criterion defines them.
+inline double powT(double x, double t) { return std::pow(x, t); }
+inline double rootT(double x, double t) { return std::pow(x, 1.0 / t); }
+
+/// d^-p, the term one pair contributes to the criterion's sum.
+double inversePower(double d, double p);
+
+/// The t-norm distance between two points over their first m variables.
+double distance(const std::valarray<double>& x, const std::valarray<double>& y, int m, double t);
+
+/// Every distance and phi_p from scratch.
+void computeAll(PhipState s, const Matrix& levels, int m);
+
+/// New distances a-k and b-k when points a and b exchange their levels in one column,
+/// from the levels of a, b and k in that column and the old distances.
+inline void exchangedDistances(double xa, double xb, double xk, double oldA, double oldB, double t,
+                               double& newA, double& newB) {
+    const double delta = powT(std::fabs(xb - xk), t) - powT(std::fabs(xa - xk), t);
+    newA = rootT(powT(oldA, t) + delta, t);
+    newB = rootT(powT(oldB, t) - delta, t);
+}
+
+/// Updates rows and columns a and b of D for the exchange; the levels are those before it.
+/// When oldA and oldB are given they receive the distances that were replaced.
+void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b, double* oldA = nullptr,
+                     double* oldB = nullptr);
+
+/// phi_p re-summed over the upper triangle of D.
+double resummedPhip(const Matrix& D, int n, double p);
+
+/// Exchanges in column c of the levels of points a and b with the criterion kept current:
+/// mode 1 incremental, mode 2 re-summed, any other only the distances.
+void updateForExchange(PhipState s, const Matrix& levels, int c, int a, int b, int mode);
+
+/// The phi_p value mode 1 would give after the exchange, without changing anything:
+/// the same operations in the same order, so the same bits.
+double phipAfterExchange(const Matrix& D, double phip, double p, double t, int n, const Matrix& levels,
+                         int c, int a, int b);
+
+} // namespace detail
+} // namespace olhs
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef OLHS_SRC_REPORT_FILE_H
+#define OLHS_SRC_REPORT_FILE_H
+
+#include <cstdio>
+#include <string>
+
+namespace olhs {
+namespace detail {
+
+/// How a dump opens its file: a stand-alone dump starts it afresh, a section of a
+/// composite report adds to its end.
+enum class OpenMode { Truncate, Append };
+
+/// Owns one open report file. A file that cannot be opened is reported on standard error
+/// with its name, and every write to it is skipped.
+class ReportFile {
+public:
+    ReportFile(const std::string& path, OpenMode mode);
+    ~ReportFile();
+    ReportFile(const ReportFile&) = delete;
+    ReportFile& operator=(const ReportFile&) = delete;
+
+    bool isOpen() const { return file_ != nullptr; }
+    std::FILE* get() const { return file_; }
+    /// Writes a fixed text as it stands.
+    void write(const char* text) const;
+
+private:
+    std::FILE* file_;
+};
+
+} // namespace detail
+} // namespace olhs
+
+#endif
