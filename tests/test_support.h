@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "olhs/CRand.h"
+#include "olhs/LatinHypercube.h"
 
 namespace olhs_test {
 
@@ -136,6 +137,18 @@ public:
 private:
     bool taken_ = false;
 };
+
+/// `text` right-aligned in a field of 14 characters, as the dumps print whole numbers.
+inline std::string w14(const std::string& text) {
+    return text.size() >= 14 ? text : std::string(14 - text.size(), ' ') + text;
+}
+
+/// The 3-point, 2-variable design with rows (1,1), (2,3), (3,2), drawn through a scripted
+/// source (column 1 picks 1, then 3, then 2).
+inline LatinHypercube exampleDesign() {
+    ScopedSource source(sequenceSource({0.0, 1.0, 0.0}));
+    return LatinHypercube(3, 2);
+}
 
 /// Success if `rows` has n rows of m entries and every column is a permutation of 1..n.
 template <class Rows>
