@@ -38,6 +38,39 @@ int nextColumn(int& innerCounter, int m) {
     return column;
 }
 
+BestCandidate bestCandidateByCopies(const OptimalLH& current, int column, const Pairs& pairs,
+                                    std::vector<OptimalLH>& scratch, OptimalLH& best) {
+    const int count = static_cast<int>(pairs.size());
+    scratch.resize(pairs.size());
+    for (int t = 0; t < count; ++t) {
+        scratch[t] = current;
+        scratch[t].exchangeElements(column, pairs[t][0] - 1, pairs[t][1] - 1);
+    }
+    int index = 0;
+    best = scratch[0];
+    for (int t = 0; t < count; ++t) {
+        if (scratch[t].getOptCrt() < best.getOptCrt()) {
+            best = scratch[t];
+            index = t;
+        }
+    }
+    return {index, best.getOptCrt()};
+}
+
+BestCandidate bestCandidateInPlace(OptimalLH& current, int column, const Pairs& pairs) {
+    const PhipState s = PHIpCriterionAccess::state(OptimalLHAccess::criterion(current));
+    const Matrix& levels = LatinHypercubeAccess::levels(current);
+    BestCandidate best{0, 0.0};
+    for (int t = 0; t < static_cast<int>(pairs.size()); ++t) {
+        const double value = phipAfterExchange(s.D, s.phip, s.p, s.t, s.n, levels, column, pairs[t][0] - 1,
+                                               pairs[t][1] - 1);
+        if (t == 0 || value < best.value) {
+            best = {t, value};
+        }
+    }
+    return best;
+}
+
 } // namespace detail
 } // namespace olhs
 
@@ -142,65 +175,30 @@ void SimpleESEA::run() {
 }
 
 void SimpleESEA::innerLoop() {
-    using olhs::detail::LatinHypercubeAccess;
-    using olhs::detail::OptimalLHAccess;
-    using olhs::detail::PHIpCriterionAccess;
-
     if (n < 2 || m < 2) {
         return; // nothing to exchange; run() says why
     }
     const int mode = Xold.getPHICflag();
-    // Under the incremental flag a candidate's value is computed straight from the current
-    // design's distances, with the very operations its exchange would perform, instead of
-    // copying the design and its n x n distance matrix J times. Only the accepted exchange
-    // is then made, on the current design itself.
-    const bool evaluateInPlace = mode == 1;
+    // Under the incremental flag candidates are judged straight from the current design's
+    // distances instead of from J copies of it; only the accepted exchange is then made.
+    const bool judgeInPlace = mode == 1;
     std::vector<OptimalLH> candidates;
-    if (!evaluateInPlace) {
-        candidates.assign(static_cast<std::size_t>(J), OptimalLH());
-    }
 
     do {
         const int column = olhs::detail::nextColumn(innerCounter, m);
-        const std::vector<std::vector<int> > pairs = combinatorics.getVectorOfRandomCombination(J, n, 2);
-        const int count = static_cast<int>(pairs.size());
-        if (count == 0) {
+        const olhs::detail::Pairs pairs = combinatorics.getVectorOfRandomCombination(J, n, 2);
+        if (pairs.empty()) {
             return;
         }
+        const olhs::detail::BestCandidate best =
+            judgeInPlace ? olhs::detail::bestCandidateInPlace(Xold, column, pairs)
+                         : olhs::detail::bestCandidateByCopies(Xold, column, pairs, candidates, Xtry);
 
-        int best = 0;
-        double bestValue = 0.0;
-        if (evaluateInPlace) {
-            PHIpCriterion& criterion = OptimalLHAccess::criterion(Xold);
-            const olhs::detail::PhipState s = PHIpCriterionAccess::state(criterion);
-            const olhs::detail::Matrix& levels = LatinHypercubeAccess::levels(Xold);
-            for (int t = 0; t < count; ++t) {
-                const double value = olhs::detail::phipAfterExchange(s.D, s.phip, s.p, s.t, s.n, levels, column,
-                                                                     pairs[t][0] - 1, pairs[t][1] - 1);
-                if (t == 0 || value < bestValue) {
-                    best = t;
-                    bestValue = value;
-                }
-            }
-        } else {
-            for (int t = 0; t < count; ++t) {
-                candidates[t] = Xold;
-                candidates[t].exchangeElements(column, pairs[t][0] - 1, pairs[t][1] - 1);
-            }
-            Xtry = candidates[0];
-            for (int t = 0; t < count; ++t) {
-                if (candidates[t].getOptCrt() < Xtry.getOptCrt()) {
-                    Xtry = candidates[t];
-                }
-            }
-            bestValue = Xtry.getOptCrt();
-        }
-
-        const double delta = bestValue - Xold.getOptCrt();
+        const double delta = best.value - Xold.getOptCrt();
         const double r = randGenerator.Random();
         if (Th * r >= delta) {
-            if (evaluateInPlace) {
-                Xold.exchangeElements(column, pairs[best][0] - 1, pairs[best][1] - 1);
+            if (judgeInPlace) {
+                Xold.exchangeElements(column, pairs[best.index][0] - 1, pairs[best.index][1] - 1);
             } else {
                 Xold = Xtry;
             }

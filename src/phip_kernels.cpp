@@ -1,28 +1,58 @@
 #include "phip_kernels.h"
 
+#include <algorithm>
+#include <forward_list>
 #include <vector>
 
 namespace olhs {
 namespace detail {
 
-double inversePower(double d, double p) { return std::pow(d, -p); }
+namespace {
 
-double distance(const std::valarray<double>& x, const std::valarray<double>& y, int m, double t) {
-    double sum = 0.0;
-    for (int k = 0; k < m; ++k) {
-        sum += powT(std::fabs(x[k] - y[k]), t);
+// Whole distances up to this bound are tabulated: m (n - 1) stays below it for any design
+// a search can handle in reasonable time, and the table stays within 1 MiB.
+constexpr std::size_t tableLimit = std::size_t{1} << 17;
+
+// A table lives as long as its thread and is never emptied, so an InversePowers may keep
+// pointing at it; growing it only appends values.
+PowerTable& tableFor(double p) {
+    thread_local std::forward_list<PowerTable> tables;
+    for (PowerTable& table : tables) {
+        if (table.p == p || (table.p != table.p && p != p)) { // NaN finds its own table once
+            return table;
+        }
     }
-    return rootT(sum, t);
+    tables.push_front(PowerTable{p, {}});
+    return tables.front();
+}
+
+} // namespace
+
+InversePowers::InversePowers(double p) : table_(&tableFor(p)) {}
+
+double InversePowers::beyondTable(double d) const {
+    std::vector<double>& values = table_->values;
+    if (d >= 0.0 && d < static_cast<double>(tableLimit) && d == std::floor(d)) {
+        const std::size_t wanted = static_cast<std::size_t>(d) + 1;
+        const std::size_t grown = std::min(tableLimit, std::max(wanted, 2 * values.size()));
+        values.reserve(grown);
+        for (std::size_t k = values.size(); k < grown; ++k) {
+            values.push_back(std::pow(static_cast<double>(k), -table_->p));
+        }
+        return values[wanted - 1];
+    }
+    return std::pow(d, -table_->p);
 }
 
 void computeAll(PhipState s, const Matrix& levels, int m) {
+    const InversePowers term(s.p);
     s.phip = 0.0;
     for (int i = 0; i < s.n; ++i) {
         for (int j = i + 1; j < s.n; ++j) {
             const double d = distance(levels[i], levels[j], m, s.t);
             s.D[i][j] = d;
             s.D[j][i] = d;
-            s.phip = inversePower(d, s.p) + s.phip;
+            s.phip = term(d) + s.phip;
         }
     }
     s.phip = std::pow(s.phip, 1.0 / s.p);
@@ -52,10 +82,11 @@ void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b, dou
 }
 
 double resummedPhip(const Matrix& D, int n, double p) {
+    const InversePowers term(p);
     double sum = 0.0;
     for (int i = 0; i < n - 1; ++i) {
         for (int j = i + 1; j < n; ++j) {
-            sum = inversePower(D[i][j], p) + sum;
+            sum = term(D[i][j]) + sum;
         }
     }
     return std::pow(sum, 1.0 / p);
@@ -72,14 +103,15 @@ void updateForExchange(PhipState s, const Matrix& levels, int c, int a, int b, i
     std::vector<double> oldA(static_cast<std::size_t>(s.n));
     std::vector<double> oldB(static_cast<std::size_t>(s.n));
     updateDistances(s, levels, c, a, b, oldA.data(), oldB.data());
+    const InversePowers term(s.p);
     double added = 0.0;
     double removed = 0.0;
     for (int k = 0; k < s.n; ++k) {
         if (k == a || k == b) {
             continue;
         }
-        added = (added + inversePower(s.D[a][k], s.p)) + inversePower(s.D[b][k], s.p);
-        removed = (removed + inversePower(oldA[k], s.p)) + inversePower(oldB[k], s.p);
+        added = (added + term(s.D[a][k])) + term(s.D[b][k]);
+        removed = (removed + term(oldA[k])) + term(oldB[k]);
     }
     s.phip = std::pow((std::pow(s.phip, s.p) + added) - removed, 1.0 / s.p);
 }
@@ -90,6 +122,7 @@ double phipAfterExchange(const Matrix& D, double phip, double p, double t, int n
     const double xb = levels[b][c];
     const std::valarray<double>& rowA = D[a];
     const std::valarray<double>& rowB = D[b];
+    const InversePowers term(p);
     double added = 0.0;
     double removed = 0.0;
     for (int k = 0; k < n; ++k) {
@@ -99,8 +132,8 @@ double phipAfterExchange(const Matrix& D, double phip, double p, double t, int n
         double newA = 0.0;
         double newB = 0.0;
         exchangedDistances(xa, xb, levels[k][c], rowA[k], rowB[k], t, newA, newB);
-        added = (added + inversePower(newA, p)) + inversePower(newB, p);
-        removed = (removed + inversePower(rowA[k], p)) + inversePower(rowB[k], p);
+        added = (added + term(newA)) + term(newB);
+        removed = (removed + term(rowA[k])) + term(rowB[k]);
     }
     return std::pow((std::pow(phip, p) + added) - removed, 1.0 / p);
 }
