@@ -44,6 +44,14 @@ double InversePowers::beyondTable(double d) const {
     return std::pow(d, -table_->p);
 }
 
+double distance(const std::valarray<double>& x, const std::valarray<double>& y, int m, double t) {
+    double sum = 0.0;
+    for (int k = 0; k < m; ++k) {
+        sum += powT(std::fabs(x[k] - y[k]), t);
+    }
+    return rootT(sum, t);
+}
+
 void computeAll(PhipState s, const Matrix& levels, int m) {
     const InversePowers term(s.p);
     s.phip = 0.0;
