@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -148,6 +149,15 @@ inline std::string w14(const std::string& text) {
 inline LatinHypercube exampleDesign() {
     ScopedSource source(sequenceSource({0.0, 1.0, 0.0}));
     return LatinHypercube(3, 2);
+}
+
+/// How far one incremental (mode 1) update of phi_p may stray from the full computation.
+/// The update adds the new terms to phi_p^p and takes the old ones away, so its error is
+/// relative to the larger of the old and the new sum: oldPhi^p / newPhi^p times a few
+/// roundings per term.
+inline double incrementalTolerance(double oldPhi, double newPhi, int n, double p = 50.0) {
+    const double ratio = std::pow(oldPhi / newPhi, p);
+    return 64.0 * (n + 1) * 2.220446049250313e-16 * newPhi * (1.0 + ratio);
 }
 
 /// Success if `rows` has n rows of m entries and every column is a permutation of 1..n.
