@@ -1,0 +1,123 @@
+// olhs: prints an optimal (or random) Latin hypercube design made by the olhs library.
+//
+// The order of work keeps failures cheap and harmless: everything the user gave is
+// checked, and every output path claimed, before the search starts; files are replaced
+// only when all of them have been written.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <unistd.h>
+
+#include "atomic_file.h"
+#include "design.h"
+#include "formats.h"
+#include "memory_guard.h"
+#include "metrics.h"
+#include "options.h"
+#include "progress_redirect.h"
+#include "svg_plot.h"
+#include "usage_error.h"
+
+namespace {
+
+using namespace olhs_cli;
+
+// The design goes to its own fully buffered stream on a copy of file descriptor 1: the C
+// stdout stream may have been set up line-buffered while it pointed at the terminal of
+// standard error during the search.
+void writeToStandardOutput(const Design& design, const Options& options, const DesignFacts& facts) {
+    const int fd = dup(STDOUT_FILENO);
+    std::FILE* out = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    if (out == nullptr) {
+        if (fd >= 0) {
+            close(fd);
+        }
+        throw WriteError(std::string("cannot write to standard output (") + std::strerror(errno) + ")");
+    }
+    writeDesign(out, design, options, &facts);
+    const bool failed = std::fflush(out) != 0 || std::ferror(out) != 0;
+    const int error = errno;
+    if (std::fclose(out) != 0 || failed) {
+        throw WriteError(std::string("writing the design to standard output failed (") +
+                         std::strerror(failed ? error : errno) + ")");
+    }
+}
+
+int run(const Options& options) {
+    checkMemory(options);
+
+    std::optional<AtomicFile> output;
+    std::optional<AtomicFile> plot;
+    if (!options.output.empty()) {
+        output.emplace("-o", options.output);
+    }
+    if (!options.plot.empty()) {
+        plot.emplace("--plot", options.plot);
+    }
+    if (options.reportPrefix) {
+        checkReportPrefix(*options.reportPrefix);
+    }
+
+    Design design;
+    {
+        const ProgressRedirect redirect(options.quiet);
+        design = makeDesign(options);
+    }
+
+    DesignFacts facts;
+    if (options.metrics) {
+        facts.metrics = computeMetrics(design);
+        facts.phiP = facts.metrics->phiP;
+        printMetrics(stderr, *facts.metrics);
+    } else if (options.format == Format::Json) {
+        facts.phiP = phiP(design);
+    }
+
+    if (plot) {
+        writeScatterMatrix(plot->stream(), design);
+    }
+    if (output) {
+        writeDesign(output->stream(), design, options, &facts);
+        output->commit();
+    } else {
+        writeToStandardOutput(design, options, facts);
+    }
+    if (plot) {
+        plot->commit();
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // The library's progress lines are the only thing printed through the C stdout stream;
+    // line buffering lets each appear as it is printed, also when standard error is a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    int n = 0;
+    int m = 0;
+    try {
+        const CommandLine commandLine = parseCommandLine(argc, argv);
+        if (!commandLine.options) {
+            return commandLine.exitStatus;
+        }
+        n = commandLine.options->n;
+        m = commandLine.options->m;
+        return run(*commandLine.options);
+    } catch (const UsageError& e) {
+        std::fprintf(stderr, "olhs: %s\n", e.what());
+        return exitUsage;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr,
+                     "olhs: -n: not enough memory for a design of %d points in %d variables; ask for fewer "
+                     "points\n",
+                     n, m);
+        return exitUsage;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "olhs: %s\n", e.what());
+        return exitFailure;
+    }
+}

@@ -1,0 +1,73 @@
+#include "memory_guard.h"
+
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#if defined(__linux__)
+#include <sys/sysinfo.h>
+#endif
+
+#include "usage_error.h"
+
+namespace olhs_cli {
+
+namespace {
+
+// Per-row cost of the library's matrices: a std::valarray handle in the row vector and
+// the allocator's header of the row's own block. Rough, but it errs low.
+constexpr double rowOverhead = 16.0 + 16.0;
+
+double matrixBytes(double rows, double columns) { return rows * (columns * 8.0 + rowOverhead); }
+
+double machineBytes() {
+#if defined(__linux__)
+    struct sysinfo info {};
+    if (sysinfo(&info) == 0) {
+        return (static_cast<double>(info.totalram) + static_cast<double>(info.totalswap)) * info.mem_unit;
+    }
+#endif
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGE_SIZE);
+    return pages > 0 && pageSize > 0 ? static_cast<double>(pages) * static_cast<double>(pageSize) : 0.0;
+}
+
+std::string gibibytes(double bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f GiB", bytes / (1024.0 * 1024.0 * 1024.0));
+    return text;
+}
+
+} // namespace
+
+double estimatedPeakBytes(const Options& options) {
+    // Doubles throughout: n and m are each below 2^31, so their products cannot overflow.
+    const double n = options.n;
+    const double m = options.m;
+    const double design = matrixBytes(n, m);
+    // The drawn design and the output array (library), the command's values and levels.
+    double bytes = 2.0 * design + n * m * (8.0 + 8.0 + 4.0);
+    if (!options.random) {
+        // Every OptimalLH holds a design and its n by n distances. The search keeps at least
+        // its best, initial, current, previous best and trial designs, and the caller's
+        // starting design is alive beside them (measured peaks are about seven copies).
+        bytes += 6.0 * (design + matrixBytes(n, n));
+    }
+    if (options.metrics || options.format == Format::Json) {
+        // phi_p of the result: a rebuilt design and the criterion's distance matrix.
+        bytes += 2.0 * design + matrixBytes(n, n);
+    }
+    return bytes;
+}
+
+void checkMemory(const Options& options) {
+    const double needed = estimatedPeakBytes(options);
+    const double available = machineBytes();
+    if (available > 0.0 && needed > available) {
+        throw UsageError("-n", "a design of " + std::to_string(options.n) + " points in " +
+                                   std::to_string(options.m) + " variables needs at least " + gibibytes(needed) +
+                                   " of memory, more than the " + gibibytes(available) +
+                                   " this machine has; ask for fewer points");
+    }
+}
+
+} // namespace olhs_cli

@@ -1,0 +1,114 @@
+#include "values.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstdio>
+#include <limits>
+
+#include "usage_error.h"
+
+namespace olhs_cli {
+
+namespace {
+
+std::string quoted(const std::string& text) { return "'" + text + "'"; }
+
+// The shortest decimal text that reads back as the same double, so limits print as
+// they were written ("1.7e+308", not "1.7000000000000001e+308").
+std::string realText(double value) {
+    char buffer[64];
+    for (int precision = 1; precision <= 17; ++precision) {
+        std::snprintf(buffer, sizeof buffer, "%.*g", precision, value);
+        if (std::strtod(buffer, nullptr) == value) {
+            break;
+        }
+    }
+    return buffer;
+}
+
+// strtod and strtoll skip leading blanks and accept trailing junk when asked to stop;
+// the command wants the whole text to be the number.
+bool startsWithBlank(const std::string& text) {
+    return !text.empty() && (text[0] == ' ' || text[0] == '\t' || text[0] == '\n');
+}
+
+bool toReal(const std::string& text, double& value) {
+    if (text.empty() || startsWithBlank(text)) {
+        return false;
+    }
+    errno = 0;
+    char* end = nullptr;
+    value = std::strtod(text.c_str(), &end);
+    return end == text.c_str() + text.size() && errno != ERANGE && std::isfinite(value);
+}
+
+} // namespace
+
+long long parseInteger(const std::string& option, const std::string& text, long long low, long long high) {
+    const std::string accepted = "expected a whole number from " + std::to_string(low) + " to " +
+                                 std::to_string(high) + ", got " + quoted(text);
+    if (text.empty() || startsWithBlank(text)) {
+        throw UsageError(option, accepted);
+    }
+    errno = 0;
+    char* end = nullptr;
+    const long long value = std::strtoll(text.c_str(), &end, 10);
+    if (end != text.c_str() + text.size() || errno == ERANGE || value < low || value > high) {
+        throw UsageError(option, accepted);
+    }
+    return value;
+}
+
+std::uint64_t parseUnsigned64(const std::string& option, const std::string& text) {
+    const std::string accepted = "expected a whole number from 0 to " +
+                                 std::to_string(std::numeric_limits<std::uint64_t>::max()) + ", got " +
+                                 quoted(text);
+    // strtoull would quietly wrap "-1" around to the largest value.
+    if (text.empty() || text[0] < '0' || text[0] > '9') {
+        throw UsageError(option, accepted);
+    }
+    errno = 0;
+    char* end = nullptr;
+    const unsigned long long value = std::strtoull(text.c_str(), &end, 10);
+    if (end != text.c_str() + text.size() || errno == ERANGE) {
+        throw UsageError(option, accepted);
+    }
+    return static_cast<std::uint64_t>(value);
+}
+
+double parseReal(const std::string& option, const std::string& text, double low, double high) {
+    double value = 0.0;
+    if (!toReal(text, value) || value < low || value > high) {
+        throw UsageError(option, "expected a number from " + realText(low) + " to " + realText(high) + ", got " +
+                                     quoted(text));
+    }
+    return value;
+}
+
+std::vector<Interval> parseBounds(const std::string& option, const std::string& text) {
+    std::vector<Interval> bounds;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = text.find(',', start);
+        const std::string pair = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        const std::size_t colon = pair.find(':');
+        Interval interval{0.0, 0.0};
+        if (colon == std::string::npos || !toReal(pair.substr(0, colon), interval.low) ||
+            !toReal(pair.substr(colon + 1), interval.high)) {
+            throw UsageError(option, "expected LO:HI[,LO:HI...] with finite numbers, got " + quoted(pair) +
+                                         " in " + quoted(text));
+        }
+        if (!(interval.low < interval.high)) {
+            throw UsageError(option, "every pair needs LO < HI, got " + quoted(pair));
+        }
+        bounds.push_back(interval);
+        if (comma == std::string::npos) {
+            break;
+        }
+        start = comma + 1;
+    }
+    return bounds;
+}
+
+} // namespace olhs_cli

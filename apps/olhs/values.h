@@ -1,0 +1,31 @@
+// Strict conversions of option text to numbers. Each either returns the value or throws
+// UsageError naming the option and the accepted range, so the messages are uniform.
+#ifndef OLHS_CLI_VALUES_H
+#define OLHS_CLI_VALUES_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace olhs_cli {
+
+/// A whole number in [low, high], written in decimal with an optional sign.
+long long parseInteger(const std::string& option, const std::string& text, long long low, long long high);
+
+/// A non-negative whole number that fits in 64 bits.
+std::uint64_t parseUnsigned64(const std::string& option, const std::string& text);
+
+/// A finite real number in [low, high].
+double parseReal(const std::string& option, const std::string& text, double low, double high);
+
+struct Interval {
+    double low;
+    double high;
+};
+
+/// "LO:HI[,LO:HI...]": finite numbers with LO < HI in every pair.
+std::vector<Interval> parseBounds(const std::string& option, const std::string& text);
+
+} // namespace olhs_cli
+
+#endif
