@@ -667,6 +667,8 @@ class Memory(CommandTest):
         self.assertIn("-n: ", err)
         self.assertIn("2147483647 points in 2147483647 variables", err)
 
+    @unittest.skipIf(os.environ.get("OLHS_CLI_SANITIZED"),
+                     "sanitizer runtimes cannot run under an address-space limit")
     def test_allocation_failure_names_the_size(self):
         # Within the machine's memory, but not within a 256 MiB address space: the design's
         # rows alone need about 0.5 GiB, so the library's allocation fails.
