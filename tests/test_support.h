@@ -95,49 +95,32 @@ inline std::function<double()> sequenceSource(std::vector<double> values) {
     };
 }
 
-/// Captures what is written to stdout (printf included) between construction and take().
-class CaptureOut {
+/// Captures what is written to standard output (CaptureOut) or standard error (CaptureErr),
+/// printf and fprintf included, from construction until take().
+template <bool ToStderr>
+class Capture {
 public:
-    CaptureOut() {
-        std::fflush(stdout);
-        testing::internal::CaptureStdout();
+    Capture() {
+        flush();
+        ToStderr ? testing::internal::CaptureStderr() : testing::internal::CaptureStdout();
     }
-    ~CaptureOut() {
+    ~Capture() {
         if (!taken_) take();
     }
-    CaptureOut(const CaptureOut&) = delete;
-    CaptureOut& operator=(const CaptureOut&) = delete;
+    Capture(const Capture&) = delete;
+    Capture& operator=(const Capture&) = delete;
     std::string take() {
-        std::fflush(stdout);
+        flush();
         taken_ = true;
-        return testing::internal::GetCapturedStdout();
+        return ToStderr ? testing::internal::GetCapturedStderr() : testing::internal::GetCapturedStdout();
     }
 
 private:
+    static void flush() { std::fflush(ToStderr ? stderr : stdout); }
     bool taken_ = false;
 };
-
-/// Captures what is written to stderr (fprintf included) between construction and take().
-class CaptureErr {
-public:
-    CaptureErr() {
-        std::fflush(stderr);
-        testing::internal::CaptureStderr();
-    }
-    ~CaptureErr() {
-        if (!taken_) take();
-    }
-    CaptureErr(const CaptureErr&) = delete;
-    CaptureErr& operator=(const CaptureErr&) = delete;
-    std::string take() {
-        std::fflush(stderr);
-        taken_ = true;
-        return testing::internal::GetCapturedStderr();
-    }
-
-private:
-    bool taken_ = false;
-};
+using CaptureOut = Capture<false>;
+using CaptureErr = Capture<true>;
 
 /// `text` right-aligned in a field of 14 characters, as the dumps print whole numbers.
 inline std::string w14(const std::string& text) {
