@@ -46,7 +46,7 @@ public:
     void fprintfReport(std::string fileName, int format);
 
 private:
-    void computeCriterion();
+    OLHS_LOCAL void computeCriterion();
 
     int PHICflag;
     PHIpCriterion PHIC;

@@ -53,7 +53,7 @@ public:
     void fprintfReport(std::string fileName);
 
 private:
-    void writeMembers(std::FILE* out, const char* percentageFormat);
+    OLHS_LOCAL void writeMembers(std::FILE* out, const char* percentageFormat);
 
     int maxIterations;
     int minIterations;

@@ -12,4 +12,11 @@
 #  define OLHS_API __attribute__((visibility("default")))
 #endif
 
+// Private helpers of exported classes stay out of the library's interface.
+#if defined(_WIN32)
+#  define OLHS_LOCAL
+#else
+#  define OLHS_LOCAL __attribute__((visibility("hidden")))
+#endif
+
 #endif
