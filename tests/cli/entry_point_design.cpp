@@ -1,8 +1,7 @@
 // Reference for the command's tests: the design straight from the library's entry point,
-// written to a file as CSV with the same header and "%.17g" values as the command prints.
+// written to FILE as CSV with the header and "%.17g" values the command prints.
 //
 // Usage: olhs_cli_entry_point N M MODE SEED|default FILE
-// Progress lines of the search stay on this program's standard output.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,27 +17,22 @@ int main(int argc, char** argv) {
     }
     const int n = std::atoi(argv[1]);
     const int m = std::atoi(argv[2]);
-    const int mode = std::atoi(argv[3]);
     if (std::strcmp(argv[4], "default") != 0) {
         CRand::seed(std::strtoull(argv[4], nullptr, 10));
     }
     std::valarray<double> X;
-    OptimalLatinHypercubeDOE(mode, m, n, X);
-
+    OptimalLatinHypercubeDOE(std::atoi(argv[3]), m, n, X);
     std::FILE* out = std::fopen(argv[5], "w");
     if (out == nullptr) {
         std::perror(argv[5]);
         return 1;
     }
     for (int j = 0; j < m; ++j) {
-        std::fprintf(out, "%sx%d", j == 0 ? "" : ",", j + 1);
+        std::fprintf(out, "%sx%d%s", j == 0 ? "" : ",", j + 1, j == m - 1 ? "\n" : "");
     }
-    std::fputc('\n', out);
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < m; ++j) {
-            std::fprintf(out, "%s%.17g", j == 0 ? "" : ",", X[static_cast<std::size_t>(i) * m + j]);
-        }
-        std::fputc('\n', out);
+    for (int k = 0; k < n * m; ++k) {
+        std::fprintf(out, "%s%.17g%s", k % m == 0 ? "" : ",", X[static_cast<std::size_t>(k)],
+                     k % m == m - 1 ? "\n" : "");
     }
     return std::fclose(out) == 0 ? 0 : 1;
 }
