@@ -1,5 +1,5 @@
-// Small helpers shared by the unit tests: a scratch directory, a scoped host random
-// source, console capture and a check of the Latin property.
+// Helpers shared by the unit tests: a scratch directory, a scoped host random source,
+// console capture, expected dump texts and a check of the Latin property.
 #ifndef OLHS_TESTS_TEST_SUPPORT_H
 #define OLHS_TESTS_TEST_SUPPORT_H
 
@@ -12,9 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -31,15 +29,9 @@ class TempDir {
 public:
     TempDir() {
         static std::atomic<unsigned> counter{0};
-        const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-        const auto base = std::filesystem::temp_directory_path();
-        for (;;) {
-            std::ostringstream name;
-            name << "olhs_test_" << stamp << '_' << counter++;
-            path_ = base / name.str();
-            std::error_code ec;
-            if (std::filesystem::create_directory(path_, ec)) break;
-        }
+        const std::string stamp = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+        do path_ = std::filesystem::temp_directory_path() / ("olhs_test_" + stamp + "_" + std::to_string(counter++));
+        while (!std::filesystem::create_directory(path_));
     }
     ~TempDir() {
         std::error_code ec;
@@ -47,7 +39,6 @@ public:
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
-
     const std::filesystem::path& path() const { return path_; }
     /// Full path of an entry of the directory, as a string.
     std::string file(const std::string& name) const { return (path_ / name).string(); }
@@ -62,37 +53,28 @@ inline std::string readFile(const std::string& fileName) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-/// Makes every CRand draw from `source` while in scope; the destructor hands the stream
-/// back to the built-in generator.
-class ScopedSource {
-public:
+/// Makes every CRand draw from `source` while in scope; then the built-in stream resumes.
+struct ScopedSource {
     explicit ScopedSource(std::function<double()> source) { CRand::setSource(std::move(source)); }
     ~ScopedSource() { CRand::setSource(std::function<double()>()); }
     ScopedSource(const ScopedSource&) = delete;
     ScopedSource& operator=(const ScopedSource&) = delete;
 };
 
-/// A source that always returns `value`.
+/// Sources that always return `value`, that also count the draws in `*count`, and that
+/// cycle through `values`.
 inline std::function<double()> constantSource(double value) {
     return [value]() { return value; };
 }
-
-/// A source that returns `value` and counts the draws in `*count`.
 inline std::function<double()> countingSource(long* count, double value = 0.5) {
     return [count, value]() {
         ++*count;
         return value;
     };
 }
-
-/// A source that cycles through `values`.
 inline std::function<double()> sequenceSource(std::vector<double> values) {
     auto next = std::make_shared<std::size_t>(0);
-    return [values = std::move(values), next]() {
-        double v = values[*next % values.size()];
-        ++*next;
-        return v;
-    };
+    return [values = std::move(values), next]() { return values[(*next)++ % values.size()]; };
 }
 
 /// Captures what is written to standard output (CaptureOut) or standard error (CaptureErr),
@@ -101,7 +83,7 @@ template <bool ToStderr>
 class Capture {
 public:
     Capture() {
-        flush();
+        std::fflush(ToStderr ? stderr : stdout);
         ToStderr ? testing::internal::CaptureStderr() : testing::internal::CaptureStdout();
     }
     ~Capture() {
@@ -110,21 +92,52 @@ public:
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;
     std::string take() {
-        flush();
+        std::fflush(ToStderr ? stderr : stdout);
         taken_ = true;
         return ToStderr ? testing::internal::GetCapturedStderr() : testing::internal::GetCapturedStdout();
     }
 
 private:
-    static void flush() { std::fflush(ToStderr ? stderr : stdout); }
     bool taken_ = false;
 };
 using CaptureOut = Capture<false>;
 using CaptureErr = Capture<true>;
 
-/// `text` right-aligned in a field of 14 characters, as the dumps print whole numbers.
+/// `text` right-aligned in a field of 14 characters, as "%14.6g" prints it.
 inline std::string w14(const std::string& text) {
     return text.size() >= 14 ? text : std::string(14 - text.size(), ' ') + text;
+}
+
+/// An expected dump written compactly: "<x>" stands for w14(x) and the two characters
+/// "\t" for a tab, so that raw strings can be used.
+inline std::string dumpText(const std::string& compact) {
+    std::string out;
+    for (std::size_t i = 0; i < compact.size(); ++i) {
+        if (compact[i] == '<') {
+            const std::size_t end = compact.find('>', i);
+            out += w14(compact.substr(i + 1, end - i - 1));
+            i = end;
+        } else if (compact.compare(i, 2, "\\t") == 0) {
+            out += '\t';
+            ++i;
+        } else {
+            out += compact[i];
+        }
+    }
+    return out;
+}
+
+/// Runs `write`, which must fail to open `path`: one line on standard error naming the
+/// file, nothing on standard output, and no file left behind.
+inline testing::AssertionResult reportsUnopenable(const std::string& path, const std::function<void()>& write) {
+    CaptureErr err;
+    CaptureOut out;
+    write();
+    const std::string message = err.take(), console = out.take();
+    if (message.find(path) == std::string::npos || message.find('\n') != message.size() - 1 || !console.empty() ||
+        std::filesystem::exists(path))
+        return testing::AssertionFailure() << "stderr \"" << message << "\", stdout \"" << console << "\"";
+    return testing::AssertionSuccess();
 }
 
 /// The 3-point, 2-variable design with rows (1,1), (2,3), (3,2), drawn through a scripted
@@ -134,35 +147,26 @@ inline LatinHypercube exampleDesign() {
     return LatinHypercube(3, 2);
 }
 
-/// How far one incremental (mode 1) update of phi_p may stray from the full computation.
-/// The update adds the new terms to phi_p^p and takes the old ones away, so its error is
-/// relative to the larger of the old and the new sum: oldPhi^p / newPhi^p times a few
-/// roundings per term.
+/// How far one incremental (mode 1) update of phi_p may stray from the full computation:
+/// it adds the new terms to phi_p^p and takes the old ones away, so its error is relative
+/// to the larger of the two sums, a few roundings per term.
 inline double incrementalTolerance(double oldPhi, double newPhi, int n, double p = 50.0) {
-    const double ratio = std::pow(oldPhi / newPhi, p);
-    return 64.0 * (n + 1) * 2.220446049250313e-16 * newPhi * (1.0 + ratio);
+    return 64.0 * (n + 1) * 2.220446049250313e-16 * newPhi * (1.0 + std::pow(oldPhi / newPhi, p));
 }
 
 /// Success if `rows` has n rows of m entries and every column is a permutation of 1..n.
 template <class Rows>
 testing::AssertionResult isLatin(const Rows& rows, int n, int m) {
-    if (static_cast<int>(rows.size()) != n)
-        return testing::AssertionFailure() << "expected " << n << " rows, got " << rows.size();
-    for (int i = 0; i < n; ++i)
-        if (static_cast<int>(rows[i].size()) != m)
-            return testing::AssertionFailure() << "row " << i << " has " << rows[i].size()
-                                               << " entries, expected " << m;
+    if (static_cast<int>(rows.size()) != n) return testing::AssertionFailure() << rows.size() << " rows, not " << n;
     for (int j = 0; j < m; ++j) {
         std::vector<int> seen(static_cast<std::size_t>(n) + 1, 0);
         for (int i = 0; i < n; ++i) {
-            const double v = rows[i][j];
-            const int level = static_cast<int>(v);
-            if (static_cast<double>(level) != v || level < 1 || level > n)
-                return testing::AssertionFailure() << "element (" << i << ", " << j << ") = " << v
-                                                   << " is not a level in 1.." << n;
-            if (seen[level]++)
-                return testing::AssertionFailure()
-                       << "level " << level << " repeated in column " << j;
+            if (static_cast<int>(rows[i].size()) != m)
+                return testing::AssertionFailure() << "row " << i << " has " << rows[i].size() << " entries";
+            const int level = static_cast<int>(rows[i][j]);
+            if (level != rows[i][j] || level < 1 || level > n || seen[level]++)
+                return testing::AssertionFailure() << "element (" << i << ", " << j << ") = " << rows[i][j]
+                                                   << " is not a fresh level of 1.." << n;
         }
     }
     return testing::AssertionSuccess();
