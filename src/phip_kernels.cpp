@@ -66,26 +66,20 @@ void computeAll(PhipState s, const Matrix& levels, int m) {
     s.phip = std::pow(s.phip, 1.0 / s.p);
 }
 
-void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b, double* oldA, double* oldB) {
+void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b) {
     const double xa = levels[a][c];
     const double xb = levels[b][c];
     for (int k = 0; k < s.n; ++k) {
         if (k == a || k == b) {
             continue;
         }
-        const double dak = s.D[a][k];
-        const double dbk = s.D[b][k];
         double newA = 0.0;
         double newB = 0.0;
-        exchangedDistances(xa, xb, levels[k][c], dak, dbk, s.t, newA, newB);
+        exchangedDistances(xa, xb, levels[k][c], s.D[a][k], s.D[b][k], s.t, newA, newB);
         s.D[a][k] = newA;
         s.D[k][a] = newA;
         s.D[b][k] = newB;
         s.D[k][b] = newB;
-        if (oldA != nullptr) {
-            oldA[k] = dak;
-            oldB[k] = dbk;
-        }
     }
 }
 
@@ -101,27 +95,15 @@ double resummedPhip(const Matrix& D, int n, double p) {
 }
 
 void updateForExchange(PhipState s, const Matrix& levels, int c, int a, int b, int mode) {
-    if (mode != 1) {
-        updateDistances(s, levels, c, a, b);
-        if (mode == 2) {
-            s.phip = resummedPhip(s.D, s.n, s.p);
-        }
-        return;
+    // The incremental value needs the old distances, so it is taken before they change; it
+    // is the value a candidate is judged by, so judging and moving can never disagree.
+    const double incremental = mode == 1 ? phipAfterExchange(s.D, s.phip, s.p, s.t, s.n, levels, c, a, b) : s.phip;
+    updateDistances(s, levels, c, a, b);
+    if (mode == 1) {
+        s.phip = incremental;
+    } else if (mode == 2) {
+        s.phip = resummedPhip(s.D, s.n, s.p);
     }
-    std::vector<double> oldA(static_cast<std::size_t>(s.n));
-    std::vector<double> oldB(static_cast<std::size_t>(s.n));
-    updateDistances(s, levels, c, a, b, oldA.data(), oldB.data());
-    const InversePowers term(s.p);
-    double added = 0.0;
-    double removed = 0.0;
-    for (int k = 0; k < s.n; ++k) {
-        if (k == a || k == b) {
-            continue;
-        }
-        added = (added + term(s.D[a][k])) + term(s.D[b][k]);
-        removed = (removed + term(oldA[k])) + term(oldB[k]);
-    }
-    s.phip = std::pow((std::pow(s.phip, s.p) + added) - removed, 1.0 / s.p);
 }
 
 double phipAfterExchange(const Matrix& D, double phip, double p, double t, int n, const Matrix& levels,

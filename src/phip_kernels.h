@@ -73,9 +73,7 @@ inline void exchangedDistances(double xa, double xb, double xk, double oldA, dou
 }
 
 /// Updates rows and columns a and b of D for the exchange; the levels are those before it.
-/// When oldA and oldB are given they receive the distances that were replaced.
-void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b, double* oldA = nullptr,
-                     double* oldB = nullptr);
+void updateDistances(PhipState s, const Matrix& levels, int c, int a, int b);
 
 /// phi_p re-summed over the upper triangle of D.
 double resummedPhip(const Matrix& D, int n, double p);
