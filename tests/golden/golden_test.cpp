@@ -151,6 +151,8 @@ TEST(Golden, EveryResultKeepsItsBits) {
     // Distances beyond 16 bits: m (n - 1) > 65535.
     CRand::seed(13);
     search(r, "search wide 700x100", 700, 100, 1, 7);
+    CRand::seed(17);
+    search(r, "search wide 1000x200", 1000, 200, 1, 6); // most distances above 65535
 
     if (std::getenv("OLHS_GOLDEN_PRINT")) {
         for (const auto& [name, value] : r.results) std::printf("{\"%s\", 0x%016llxull},\n", name.c_str(),
