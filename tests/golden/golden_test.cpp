@@ -54,6 +54,16 @@ std::function<double()> lcgSource(std::uint64_t seed) {
     };
 }
 
+/// The text without the elapsed calendar time of the stopping rules, whose digits depend
+/// on when the run crossed a second.
+std::string withoutElapsed(std::string text) {
+    const std::string label = "Total time for the task:";
+    for (std::size_t at = text.find(label); at != std::string::npos; at = text.find(label, at + 1)) {
+        text.erase(at + label.size(), text.find('\n', at) - at - label.size());
+    }
+    return text;
+}
+
 /// Perturbs a copy of the best design under the incremental and the re-summing flags:
 /// the values depend on every distance the design carries, not only on its levels.
 void probeDistances(OptimalLH design, Hash& h) {
@@ -95,14 +105,10 @@ void search(Recorder& r, const std::string& name, int n, int m, int flag, int ma
         for (int k = 0; k < runs; ++k) search.run();
         search.printMembers(1);
         search.fprintfReport(3);
-        h.text(out.take());
+        h.text(withoutElapsed(out.take()));
     }
     for (const char* file : {"Inital_0.rpt", "Optimal_0.rpt", "Inital_1.rpt", "Optimal_1.rpt", "FullReport.rpt"}) {
-        std::string text = olhs_test::readFile(dir.file(std::string("run_") + file));
-        // The report's elapsed time is calendar time; only its digits could differ.
-        const std::size_t at = text.find("Total time for the task:");
-        if (at != std::string::npos) text.erase(at, text.find('\n', at) - at);
-        h.text(text);
+        h.text(withoutElapsed(olhs_test::readFile(dir.file(std::string("run_") + file))));
     }
     OptimalLH best = search.getXbest();
     h.rows(best.getLH());
