@@ -40,13 +40,13 @@ void BM_JudgeCandidate(benchmark::State& state) {
     CRand::seed(3);
     OptimalLH design(n, kVariables, 1);
     PHIpCriterion& criterion = olhs::detail::OptimalLHAccess::criterion(design);
-    const olhs::detail::PhipState s = olhs::detail::PHIpCriterionAccess::state(criterion);
+    const auto s = olhs::detail::PHIpCriterionAccess::state(criterion);
     const olhs::detail::Matrix& levels = olhs::detail::LatinHypercubeAccess::levels(design);
     int a = 0;
     for (auto _ : state) {
         a = (a + 7) % n;
         benchmark::DoNotOptimize(
-            olhs::detail::phipAfterExchange(s.D, s.phip, s.p, s.t, s.n, levels, 1, a, (a + 3) % n));
+            olhs::detail::phipAfterExchange(s.D, s.phip, s.t, s.n, s.terms, levels, 1, a, (a + 3) % n));
     }
 }
 BENCHMARK(BM_JudgeCandidate)->Arg(20)->Arg(50)->Arg(100)->Arg(200);

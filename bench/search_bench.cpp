@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "olhs/olhs.h"
-#include "search_access.h"
 
 namespace {
 
@@ -63,25 +62,5 @@ void BM_FixedSearch(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_FixedSearch)->Args({50, 5})->Args({100, 10})->Args({200, 10})->Unit(benchmark::kMillisecond);
-
-// One inner iteration's choice among J candidates, by copies of the design and in place.
-template <bool InPlace>
-void BM_ChooseCandidate(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    CRand::seed(6);
-    OptimalLH current(n, 5, 1);
-    CombinatorialAnalysis<int> sampler;
-    const olhs::detail::Pairs pairs =
-        sampler.getVectorOfRandomCombination(olhs::detail::candidatesPerIteration(n), n, 2);
-    std::vector<OptimalLH> scratch;
-    OptimalLH best;
-    for (auto _ : state) {
-        const auto choice = InPlace ? olhs::detail::bestCandidateInPlace(current, 1, pairs)
-                                    : olhs::detail::bestCandidateByCopies(current, 1, pairs, scratch, best);
-        benchmark::DoNotOptimize(choice.value);
-    }
-}
-BENCHMARK_TEMPLATE(BM_ChooseCandidate, false)->Arg(20)->Arg(100)->Arg(200);
-BENCHMARK_TEMPLATE(BM_ChooseCandidate, true)->Arg(20)->Arg(100)->Arg(200);
 
 } // namespace

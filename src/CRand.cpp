@@ -1,34 +1,26 @@
 #include "olhs/CRand.h"
 
-#include <random>
 #include <utility>
 
-namespace {
+#include "shared_stream.h"
 
-struct SharedStream {
-    std::mt19937_64 engine{CRand::defaultSeed};
-    std::function<double()> hostSource;
-};
+namespace olhs {
+namespace detail {
 
 // Function-local so that draws made while other translation units initialise still find
 // a constructed stream.
-SharedStream& stream() {
-    static SharedStream shared;
+engine::RandomStream& sharedStream() {
+    static engine::RandomStream shared(CRand::defaultSeed);
     return shared;
 }
 
-} // namespace
+} // namespace detail
+} // namespace olhs
 
 CRand::CRand(bool /*flag*/) {}
 
-double CRand::Random() {
-    SharedStream& s = stream();
-    if (s.hostSource) {
-        return s.hostSource();
-    }
-    return static_cast<double>(s.engine() >> 11) * 0x1.0p-53;
-}
+double CRand::Random() { return olhs::detail::sharedStream().next(); }
 
-void CRand::seed(std::uint64_t value) { stream().engine.seed(value); }
+void CRand::seed(std::uint64_t value) { olhs::detail::sharedStream().seed(value); }
 
-void CRand::setSource(std::function<double()> source) { stream().hostSource = std::move(source); }
+void CRand::setSource(std::function<double()> source) { olhs::detail::sharedStream().setHost(std::move(source)); }

@@ -48,7 +48,7 @@ void OptimalLH::exchangeElements(int c, int a, int b) {
         LatinHypercube::exchangeElements(c, a, b);
     } else if (flag == 0) {
         LatinHypercube::exchangeElements(c, a, b);
-        olhs::detail::PhipState s = PHIpCriterionAccess::state(PHIC);
+        auto s = PHIpCriterionAccess::state(PHIC);
         olhs::detail::computeAll(s, LatinHypercubeAccess::levels(*this), LatinHypercubeAccess::variables(*this));
     }
 }

@@ -2,6 +2,7 @@
 #define OLHS_SRC_DESIGN_ACCESS_H
 
 #include <string>
+#include <utility>
 #include <valarray>
 #include <vector>
 
@@ -18,6 +19,12 @@ struct LatinHypercubeAccess {
     static const Matrix& levels(const LatinHypercube& design) { return design.LH; }
     static int points(const LatinHypercube& design) { return design.nPoints; }
     static int variables(const LatinHypercube& design) { return design.nDV; }
+    /// Makes the design one of n points in m variables with these rows.
+    static void assign(LatinHypercube& design, int n, int m, Matrix rows) {
+        design.nPoints = n;
+        design.nDV = m;
+        design.LH = std::move(rows);
+    }
 };
 
 /// The design's file dump, either starting the file or adding to its end. False when the

@@ -16,7 +16,7 @@ using olhs_test::exampleDesign;
 
 namespace {
 
-const olhs::detail::Matrix& distances(const PHIpCriterion& c) {
+olhs::detail::Matrix distances(const PHIpCriterion& c) {
     return olhs::detail::PHIpCriterionAccess::distances(c);
 }
 

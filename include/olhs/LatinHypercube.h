@@ -28,7 +28,9 @@ public:
     LatinHypercube(int n, int m, CRand generator);
     /// Copies the counts and every row; draws nothing.
     LatinHypercube(const LatinHypercube& other);
+    LatinHypercube(LatinHypercube&& other) = default;
     LatinHypercube& operator=(const LatinHypercube& other) = default;
+    LatinHypercube& operator=(LatinHypercube&& other) = default;
     ~LatinHypercube() = default;
 
     /// Number of points, n.

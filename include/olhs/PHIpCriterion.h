@@ -1,6 +1,7 @@
 #ifndef OLHS_PHIPCRITERION_H
 #define OLHS_PHIPCRITERION_H
 
+#include <memory>
 #include <valarray>
 #include <vector>
 
@@ -10,6 +11,9 @@
 namespace olhs {
 namespace detail {
 struct PHIpCriterionAccess;
+}
+namespace engine {
+class PowerTable;
 }
 } // namespace olhs
 
@@ -44,7 +48,11 @@ private:
     double p;
     double t;
     int nPoints;
-    std::vector<std::valarray<double> > D;
+    // The symmetric distance matrix as its packed upper triangle, shared by copies until
+    // one of them changes it, so that passing criteria by value costs no O(n^2) copy.
+    std::shared_ptr<std::vector<double> > D;
+    // d^-p of whole distances, built once per design size and shared the same way.
+    std::shared_ptr<const olhs::engine::PowerTable> terms;
 
     friend struct olhs::detail::PHIpCriterionAccess;
 };

@@ -1,6 +1,7 @@
 #ifndef OLHS_SIMPLEESEA_H
 #define OLHS_SIMPLEESEA_H
 
+#include <memory>
 #include <string>
 
 #include "olhs/CRand.h"
@@ -13,7 +14,8 @@
 namespace olhs {
 namespace detail {
 struct SimpleESEAAccess;
-}
+class SearchCore;
+} // namespace detail
 } // namespace olhs
 
 /// Enhanced stochastic evolutionary search: threshold-accepting exchanges of two levels in
@@ -59,13 +61,16 @@ private:
     std::string algorithmName;
     OptimalLH Xbest;
     OptimalLH Xinitial;
-    OptimalLH Xold;
-    OptimalLH XoldBest;
-    OptimalLH Xtry;
+    // The current design and its search, shared by copies of this object until one of
+    // them runs an inner loop.
+    std::shared_ptr<olhs::detail::SearchCore> core;
     StoppingCriteria stoppingCriteria;
     CRand randGenerator;
     Report report;
     CombinatorialAnalysis<int> combinatorics;
+
+    OLHS_LOCAL void runInnerLoop();
+    OLHS_LOCAL void takeBest();
 
     friend struct olhs::detail::SimpleESEAAccess;
 };

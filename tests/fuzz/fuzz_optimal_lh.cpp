@@ -85,7 +85,7 @@ bool sameMatrix(const Matrix& a, const Matrix& b) {
     return true;
 }
 
-const Matrix& distances(OptimalLH& x) { return PHIpCriterionAccess::distances(OptimalLHAccess::criterion(x)); }
+Matrix distances(OptimalLH& x) { return PHIpCriterionAccess::distances(OptimalLHAccess::criterion(x)); }
 
 // Everything observable about a design, by value.
 struct Snapshot {
@@ -184,8 +184,8 @@ private:
         const Snapshot before(x);
         double predicted = 0.0; // the shortcut the search judges candidates with
         if (flag == 1) {
-            const olhs::detail::PhipState st = PHIpCriterionAccess::state(OptimalLHAccess::criterion(x));
-            predicted = olhs::detail::phipAfterExchange(st.D, st.phip, st.p, st.t, st.n, before.levels, c, a, b);
+            const auto st = PHIpCriterionAccess::state(OptimalLHAccess::criterion(x));
+            predicted = olhs::detail::phipAfterExchange(st.D, st.phip, st.t, st.n, st.terms, before.levels, c, a, b);
         }
         x.exchangeElements(c, a, b);
         const Snapshot after(x);
@@ -245,7 +245,8 @@ private:
         }
         PHIpCriterion fresh(x);
         double sum = 0.0;
-        for (const Matrix* D : {&distances(x), &PHIpCriterionAccess::distances(fresh)}) {
+        const Matrix held = distances(x), recomputed = PHIpCriterionAccess::distances(fresh);
+        for (const Matrix* D : {&held, &recomputed}) {
             if (D->size() != static_cast<std::size_t>(n_)) fail("the distance matrix does not have n rows", s);
             for (int i = 0; i < n_; ++i) {
                 if ((*D)[i].size() != static_cast<std::size_t>(n_)) fail("a distance row does not have n entries", s);

@@ -1,0 +1,231 @@
+#include "engine/fast_phip.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+namespace olhs {
+namespace engine {
+
+bool isLatin(const Levels& levels) {
+    const int n = levels.points();
+    std::vector<char> seen(static_cast<std::size_t>(n) + 1);
+    for (int c = 0; c < levels.variables(); ++c) {
+        std::fill(seen.begin(), seen.end(), 0);
+        const std::int32_t* x = levels.column(c);
+        for (int i = 0; i < n; ++i) {
+            if (x[i] < 1 || x[i] > n || seen[static_cast<std::size_t>(x[i])]) {
+                return false;
+            }
+            seen[static_cast<std::size_t>(x[i])] = 1;
+        }
+    }
+    return true;
+}
+
+template <class Dist>
+double orderedTermSum(const Dist* distances, int n, const PowerTable& table) {
+    const double* terms = table.data();
+    double sum = 0.0;
+    for (int i = 0; i + 1 < n; ++i) {
+        const Dist* row = distances + static_cast<std::size_t>(i) * n;
+        for (int j = i + 1; j < n; ++j) {
+            sum = terms[row[j]] + sum;
+        }
+    }
+    return sum;
+}
+
+template <class Dist>
+bool FastPhip<Dist>::fits(int n, int m) {
+    return maxCityBlockDistance(n, m) <= static_cast<std::int64_t>(std::numeric_limits<Dist>::max());
+}
+
+template <class Dist>
+FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
+    : levels_(std::move(levels)), table_(std::move(table)) {
+    const int n = levels_.points();
+    const std::size_t size = static_cast<std::size_t>(n);
+    d_.assign(size * size, 0);
+    for (int c = 0; c < levels_.variables(); ++c) {
+        const std::int32_t* x = levels_.column(c);
+        for (int i = 0; i < n; ++i) {
+            Dist* row = d_.data() + i * size;
+            const std::int32_t xi = x[i];
+            for (int j = i + 1; j < n; ++j) {
+                row[j] = static_cast<Dist>(row[j] + std::abs(xi - x[j]));
+            }
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        for (int j = i + 1; j < n; ++j) {
+            d_[j * size + i] = d_[i * size + j];
+        }
+    }
+    resum();
+}
+
+template <class Dist>
+double FastPhip<Dist>::incremental(double added, double removed) const {
+    const double p = table_->p();
+    return std::pow((std::pow(phip_, p) + added) - removed, 1.0 / p);
+}
+
+template <class Dist>
+double FastPhip<Dist>::judge(int c, int a, int b) const {
+    const int n = points();
+    const std::int32_t* x = levels_.column(c);
+    const Dist* rowA = d_.data() + static_cast<std::size_t>(a) * n;
+    const Dist* rowB = d_.data() + static_cast<std::size_t>(b) * n;
+    const PowerTable& terms = *table_;
+    double added = 0.0;
+    double removed = 0.0;
+    for (int k = 0; k < n; ++k) {
+        if (k == a || k == b) {
+            continue;
+        }
+        const std::int64_t delta = std::abs(x[b] - x[k]) - std::abs(x[a] - x[k]);
+        added = (added + terms[static_cast<std::size_t>(rowA[k] + delta)]) + terms[static_cast<std::size_t>(rowB[k] - delta)];
+        removed = (removed + terms[rowA[k]]) + terms[rowB[k]];
+    }
+    return incremental(added, removed);
+}
+
+// Four candidates side by side: each keeps its own two chains of adds in its own order, so
+// its bits are those of judging it alone, while the four chains overlap in the pipeline.
+// A candidate's own two points take the table's zero slot: adding 0.0 changes nothing.
+template <class Dist>
+void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
+    constexpr int lanes = 4;
+    const int n = points();
+    const std::int32_t* x = levels_.column(c);
+    const double* terms = table_->data();
+    const std::size_t zero = table_->zeroSlot();
+    int a[lanes], b[lanes];
+    std::int32_t xa[lanes], xb[lanes];
+    const Dist* rowA[lanes];
+    const Dist* rowB[lanes];
+    double added[lanes], removed[lanes];
+    for (int l = 0; l < lanes; ++l) {
+        a[l] = pairs[l].a - 1;
+        b[l] = pairs[l].b - 1;
+        xa[l] = x[a[l]];
+        xb[l] = x[b[l]];
+        rowA[l] = d_.data() + static_cast<std::size_t>(a[l]) * n;
+        rowB[l] = d_.data() + static_cast<std::size_t>(b[l]) * n;
+        added[l] = 0.0;
+        removed[l] = 0.0;
+    }
+    for (int k = 0; k < n; ++k) {
+        const std::int32_t xk = x[k];
+        for (int l = 0; l < lanes; ++l) {
+            const bool own = k == a[l] || k == b[l];
+            const std::size_t oldA = rowA[l][k];
+            const std::size_t oldB = rowB[l][k];
+            const std::ptrdiff_t delta = std::abs(xb[l] - xk) - std::abs(xa[l] - xk);
+            const std::size_t newA = own ? zero : static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldA) + delta);
+            const std::size_t newB = own ? zero : static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldB) - delta);
+            added[l] = (added[l] + terms[newA]) + terms[newB];
+            removed[l] = (removed[l] + terms[own ? zero : oldA]) + terms[own ? zero : oldB];
+        }
+    }
+    for (int l = 0; l < lanes; ++l) {
+        sums[2 * l] = added[l];
+        sums[2 * l + 1] = removed[l];
+    }
+}
+
+template <class Dist>
+Choice FastPhip<Dist>::best(int c, const std::vector<Pair>& pairs) const {
+    const int count = static_cast<int>(pairs.size());
+    const double p = table_->p();
+    const double inverse = 1.0 / p;
+    const double powered = std::pow(phip_, p);
+    // (phi^p + added) - removed for each candidate; the value is its (1/p)-th power.
+    std::vector<double> base(static_cast<std::size_t>(count));
+    double sums[8];
+    for (int t = 0; t < count; t += 4) {
+        Pair group[4];
+        for (int l = 0; l < 4; ++l) {
+            group[l] = pairs[static_cast<std::size_t>(t + l < count ? t + l : t)];
+        }
+        judgeFour(c, group, sums);
+        for (int l = 0; l < 4 && t + l < count; ++l) {
+            base[static_cast<std::size_t>(t + l)] = (powered + sums[2 * l]) - sums[2 * l + 1];
+        }
+    }
+
+    // Judged one by one, the first candidate stays chosen if its value is NaN (nothing
+    // compares below NaN); otherwise the first of the smallest values wins. With p > 1 the
+    // root is NaN exactly for negative or NaN bases, and pow is monotone to within an ulp,
+    // so only bases within a hair of the smallest need their root taken to settle ties.
+    const bool rootIsMonotone = p > 1.0 && std::isfinite(p);
+    if (!rootIsMonotone) {
+        Choice chosen{0, std::pow(base[0], inverse)};
+        for (int t = 1; t < count; ++t) {
+            const double value = std::pow(base[static_cast<std::size_t>(t)], inverse);
+            if (value < chosen.value) {
+                chosen = {t, value};
+            }
+        }
+        return chosen;
+    }
+    if (!(base[0] >= 0.0)) {
+        return {0, std::pow(base[0], inverse)};
+    }
+    double smallest = base[0];
+    for (int t = 1; t < count; ++t) {
+        const double b = base[static_cast<std::size_t>(t)];
+        if (b >= 0.0 && b < smallest) {
+            smallest = b;
+        }
+    }
+    const double near = smallest + smallest * 0x1.0p-20;
+    Choice chosen{-1, 0.0};
+    for (int t = 0; t < count; ++t) {
+        const double b = base[static_cast<std::size_t>(t)];
+        if (b >= 0.0 && b <= near) {
+            const double value = std::pow(b, inverse);
+            if (chosen.index < 0 || value < chosen.value) {
+                chosen = {t, value};
+            }
+        }
+    }
+    return chosen;
+}
+
+template <class Dist>
+void FastPhip<Dist>::exchange(int c, int a, int b) {
+    const int n = points();
+    const std::size_t size = static_cast<std::size_t>(n);
+    const std::int32_t* x = levels_.column(c);
+    const std::int32_t xa = x[a];
+    const std::int32_t xb = x[b];
+    Dist* rowA = d_.data() + a * size;
+    Dist* rowB = d_.data() + b * size;
+    for (int k = 0; k < n; ++k) {
+        if (k == a || k == b) {
+            continue;
+        }
+        const std::int32_t delta = std::abs(xb - x[k]) - std::abs(xa - x[k]);
+        rowA[k] = static_cast<Dist>(rowA[k] + delta);
+        rowB[k] = static_cast<Dist>(rowB[k] - delta);
+        d_[k * size + a] = rowA[k];
+        d_[k * size + b] = rowB[k];
+    }
+    levels_.exchange(c, a, b);
+}
+
+template <class Dist>
+void FastPhip<Dist>::resum() {
+    phip_ = std::pow(orderedTermSum(d_.data(), points(), *table_), 1.0 / table_->p());
+}
+
+template double orderedTermSum(const std::uint16_t*, int, const PowerTable&);
+template double orderedTermSum(const std::uint32_t*, int, const PowerTable&);
+template class FastPhip<std::uint16_t>;
+template class FastPhip<std::uint32_t>;
+
+} // namespace engine
+} // namespace olhs

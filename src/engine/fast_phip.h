@@ -1,0 +1,76 @@
+#ifndef OLHS_ENGINE_FAST_PHIP_H
+#define OLHS_ENGINE_FAST_PHIP_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "engine/levels.h"
+#include "engine/power_table.h"
+#include "engine/choice.h"
+#include "engine/sampling.h"
+
+namespace olhs {
+namespace engine {
+
+/// The plain sum of the criterion's terms over the upper triangle of a square matrix of
+/// whole distances, pair (0,1) first and row after row: the order that fixes its bits.
+template <class Dist>
+double orderedTermSum(const Dist* distances, int n, const PowerTable& table);
+
+/// phi_p (city-block distances, exponent p) of a design held as whole-number levels, with
+/// every distance kept as an integer of type Dist (16 bits where m (n - 1) allows).
+///
+/// Every value it produces has the bits of the straightforward double computation: the
+/// full sum in pair order, the incremental value of an exchange (new terms added to
+/// phi_p^p, old ones taken away) and the re-sum after a move. The speed comes from integer
+/// distances, tabulated terms, candidates judged side by side, and an exact re-sum.
+template <class Dist>
+class FastPhip {
+public:
+    /// The criterion of the design, computed in full.
+    FastPhip(Levels levels, std::shared_ptr<const PowerTable> table);
+
+    /// Whether the distances of a design of n points in m variables fit this type.
+    static bool fits(int n, int m);
+
+    int points() const { return levels_.points(); }
+    int variables() const { return levels_.variables(); }
+    const Levels& levels() const { return levels_; }
+    /// Distance between points i and j.
+    Dist distance(int i, int j) const { return d_[static_cast<std::size_t>(i) * points() + j]; }
+    /// The current phi_p value.
+    double phip() const { return phip_; }
+    /// Replaces the value (a design may carry one that drifted from its distances).
+    void setPhip(double value) { phip_ = value; }
+
+    /// The value the incremental update would give for exchanging points a and b in
+    /// column c, with nothing changed.
+    double judge(int c, int a, int b) const;
+    /// The best of the exchanges of the listed pairs (numbered from 1) in column c, the
+    /// first among equals, as judging them one by one with a strict comparison gives.
+    Choice best(int c, const std::vector<Pair>& pairs) const;
+    /// Exchanges the levels of points a and b in column c and updates the distances;
+    /// phi_p keeps its value until resum().
+    void exchange(int c, int a, int b);
+    /// phi_p from the whole distance matrix, summed in pair order.
+    void resum();
+
+private:
+    void judgeFour(int c, const Pair* pairs, double* sums) const;
+    double incremental(double added, double removed) const;
+
+    Levels levels_;
+    std::vector<Dist> d_;
+    std::shared_ptr<const PowerTable> table_;
+    double phip_ = 0.0;
+};
+
+extern template class FastPhip<std::uint16_t>;
+extern template class FastPhip<std::uint32_t>;
+
+} // namespace engine
+} // namespace olhs
+
+#endif
