@@ -1,5 +1,6 @@
 #include "engine/fast_phip.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -94,7 +95,9 @@ double FastPhip<Dist>::judge(int c, int a, int b) const {
 
 // Four candidates side by side: each keeps its own two chains of adds in its own order, so
 // its bits are those of judging it alone, while the four chains overlap in the pipeline.
-// A candidate's own two points take the table's zero slot: adding 0.0 changes nothing.
+// The points of the candidates split the loop into runs where no candidate skips a point;
+// at a candidate's own two points its terms come from the table's zero slot, and adding
+// 0.0 changes nothing.
 template <class Dist>
 void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
     constexpr int lanes = 4;
@@ -102,7 +105,7 @@ void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
     const std::int32_t* x = levels_.column(c);
     const double* terms = table_->data();
     const std::size_t zero = table_->zeroSlot();
-    int a[lanes], b[lanes];
+    int a[lanes], b[lanes], own[2 * lanes];
     std::int32_t xa[lanes], xb[lanes];
     const Dist* rowA[lanes];
     const Dist* rowB[lanes];
@@ -110,6 +113,8 @@ void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
     for (int l = 0; l < lanes; ++l) {
         a[l] = pairs[l].a - 1;
         b[l] = pairs[l].b - 1;
+        own[2 * l] = a[l];
+        own[2 * l + 1] = b[l];
         xa[l] = x[a[l]];
         xb[l] = x[b[l]];
         rowA[l] = d_.data() + static_cast<std::size_t>(a[l]) * n;
@@ -117,18 +122,38 @@ void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
         added[l] = 0.0;
         removed[l] = 0.0;
     }
-    for (int k = 0; k < n; ++k) {
+    std::sort(own, own + 2 * lanes);
+
+    auto step = [&](int k, bool masked) {
         const std::int32_t xk = x[k];
         for (int l = 0; l < lanes; ++l) {
-            const bool own = k == a[l] || k == b[l];
             const std::size_t oldA = rowA[l][k];
             const std::size_t oldB = rowB[l][k];
             const std::ptrdiff_t delta = std::abs(xb[l] - xk) - std::abs(xa[l] - xk);
-            const std::size_t newA = own ? zero : static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldA) + delta);
-            const std::size_t newB = own ? zero : static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldB) - delta);
+            std::size_t newA = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldA) + delta);
+            std::size_t newB = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldB) - delta);
+            std::size_t goneA = oldA;
+            std::size_t goneB = oldB;
+            if (masked && (k == a[l] || k == b[l])) {
+                newA = newB = goneA = goneB = zero;
+            }
             added[l] = (added[l] + terms[newA]) + terms[newB];
-            removed[l] = (removed[l] + terms[own ? zero : oldA]) + terms[own ? zero : oldB];
+            removed[l] = (removed[l] + terms[goneA]) + terms[goneB];
         }
+    };
+    int k = 0;
+    for (int s = 0; s < 2 * lanes; ++s) {
+        if (own[s] < k) {
+            continue; // the same point twice
+        }
+        for (; k < own[s]; ++k) {
+            step(k, false);
+        }
+        step(k, true);
+        ++k;
+    }
+    for (; k < n; ++k) {
+        step(k, false);
     }
     for (int l = 0; l < lanes; ++l) {
         sums[2 * l] = added[l];
