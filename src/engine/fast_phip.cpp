@@ -45,7 +45,7 @@ bool FastPhip<Dist>::fits(int n, int m) {
 
 template <class Dist>
 FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
-    : levels_(std::move(levels)), table_(std::move(table)) {
+    : levels_(std::move(levels)), table_(std::move(table)), sums_(table_->values()) {
     const int n = levels_.points();
     const std::size_t size = static_cast<std::size_t>(n);
     d_.assign(size * size, 0);
@@ -63,6 +63,11 @@ FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
         for (int j = i + 1; j < n; ++j) {
             d_[j * size + i] = d_[i * size + j];
         }
+    }
+    // Below a few thousand pairs the plain sum costs less than keeping the exact one.
+    exactSums_ = n >= 240;
+    if (exactSums_) {
+        sums_.reset(d_.data(), n);
     }
     resum();
 }
@@ -229,6 +234,9 @@ void FastPhip<Dist>::exchange(int c, int a, int b) {
     const std::int32_t xb = x[b];
     Dist* rowA = d_.data() + a * size;
     Dist* rowB = d_.data() + b * size;
+    if (exactSums_) {
+        sums_.beginChange(d_.data(), n, a, b);
+    }
     for (int k = 0; k < n; ++k) {
         if (k == a || k == b) {
             continue;
@@ -239,12 +247,16 @@ void FastPhip<Dist>::exchange(int c, int a, int b) {
         d_[k * size + a] = rowA[k];
         d_[k * size + b] = rowB[k];
     }
+    if (exactSums_) {
+        sums_.endChange(d_.data(), n, a, b);
+    }
     levels_.exchange(c, a, b);
 }
 
 template <class Dist>
 void FastPhip<Dist>::resum() {
-    phip_ = std::pow(orderedTermSum(d_.data(), points(), *table_), 1.0 / table_->p());
+    const double sum = exactSums_ ? sums_.sum(d_.data(), points()) : orderedTermSum(d_.data(), points(), *table_);
+    phip_ = std::pow(sum, 1.0 / table_->p());
 }
 
 template double orderedTermSum(const std::uint16_t*, int, const PowerTable&);

@@ -9,6 +9,7 @@
 #include "engine/levels.h"
 #include "engine/power_table.h"
 #include "engine/choice.h"
+#include "engine/exact_sum.h"
 #include "engine/sampling.h"
 
 namespace olhs {
@@ -64,6 +65,8 @@ private:
     Levels levels_;
     std::vector<Dist> d_;
     std::shared_ptr<const PowerTable> table_;
+    ExactRowSums<Dist> sums_;
+    bool exactSums_ = true;
     double phip_ = 0.0;
 };
 

@@ -25,6 +25,7 @@ public:
     std::size_t zeroSlot() const { return values_.size() - 1; }
     /// The tabulated values, zero slot included.
     const double* data() const { return values_.data(); }
+    const std::vector<double>& values() const { return values_; }
     /// d^-p of a whole distance within the bound.
     double operator[](std::size_t d) const { return values_[d]; }
     /// d^-p of any distance: from the table where it can, from pow elsewhere.

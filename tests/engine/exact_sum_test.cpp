@@ -1,0 +1,198 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "engine/exact_sum.h"
+
+using olhs::engine::ExactRowSums;
+
+namespace {
+
+std::uint64_t bits(double x) {
+    std::uint64_t b;
+    std::memcpy(&b, &x, sizeof b);
+    return b;
+}
+
+// The loop the class must reproduce, written out once more here; `upTo` stops it early.
+template <class Dist>
+double reference(const std::vector<double>& T, const std::vector<Dist>& D, int n, long upTo = -1) {
+    double sum = 0.0;
+    long k = 0;
+    for (int i = 0; i < n - 1; ++i)
+        for (int j = i + 1; j < n; ++j, ++k) {
+            if (k == upTo) return sum;
+            sum = T[D[static_cast<std::size_t>(i) * n + j]] + sum;
+        }
+    return sum;
+}
+
+std::vector<double> powers(std::size_t size, double p) {
+    std::vector<double> T(size);
+    for (std::size_t d = 0; d < size; ++d) T[d] = std::pow(static_cast<double>(d), -p);
+    return T;
+}
+
+// A Latin hypercube of m variables with city-block distances; exchanging two points' levels
+// in one column changes their rows and columns only, as the search does.
+template <class Dist>
+struct Design {
+    int n, m;
+    std::vector<int> x;
+    std::vector<Dist> D;
+    Design(int n_, int m_, std::mt19937_64& rng) : n(n_), m(m_), x(static_cast<std::size_t>(n_) * m_), D(static_cast<std::size_t>(n_) * n_) {
+        std::vector<int> col(n);
+        for (int c = 0; c < m; ++c) {
+            std::iota(col.begin(), col.end(), 1);
+            std::shuffle(col.begin(), col.end(), rng);
+            for (int i = 0; i < n; ++i) x[static_cast<std::size_t>(i) * m + c] = col[i];
+        }
+        for (int i = 0; i < n; ++i) rows(i);
+    }
+    void rows(int a) {
+        for (int k = 0; k < n; ++k) {
+            int d = 0;
+            for (int c = 0; c < m; ++c) d += std::abs(x[static_cast<std::size_t>(a) * m + c] - x[static_cast<std::size_t>(k) * m + c]);
+            D[static_cast<std::size_t>(a) * n + k] = D[static_cast<std::size_t>(k) * n + a] = static_cast<Dist>(d);
+        }
+    }
+    void exchange(int a, int b, int c) {
+        std::swap(x[static_cast<std::size_t>(a) * m + c], x[static_cast<std::size_t>(b) * m + c]);
+        rows(a);
+        rows(b);
+    }
+};
+
+// Random exchanges, sums after some of them (now and then two in a row), each compared bit
+// for bit; `change` alters rows and columns a and b of D.
+template <class Dist>
+void follow(const std::vector<double>& T, std::vector<Dist>& D, int n, int steps, std::mt19937_64& rng,
+            const std::function<void(int, int)>& change) {
+    ExactRowSums<Dist> fast(T);
+    fast.reset(D.data(), n);
+    ASSERT_EQ(bits(fast.sum(D.data(), n)), bits(reference(T, D, n))) << "n " << n;
+    for (int step = 0; step < steps; ++step) {
+        const int a = static_cast<int>(rng() % n), b = static_cast<int>(rng() % n);
+        fast.beginChange(D.data(), n, a, b);
+        change(a, b);
+        fast.endChange(D.data(), n, a, b);
+        if (rng() % 3 == 0) continue;
+        const std::uint64_t expected = bits(reference(T, D, n));
+        ASSERT_EQ(bits(fast.sum(D.data(), n)), expected) << "n " << n << " step " << step;
+        if (rng() % 4 == 0) {
+            ASSERT_EQ(bits(fast.sum(D.data(), n)), expected) << "again, step " << step;
+        }
+    }
+    ASSERT_EQ(bits(olhs::engine::plainSum(T, D.data(), n)), bits(reference(T, D, n)));
+}
+
+template <class Dist>
+void followDesign(const std::vector<double>& T, int n, int m, int steps, std::mt19937_64& rng) {
+    Design<Dist> design(n, m, rng);
+    follow<Dist>(T, design.D, n, steps, rng, [&](int a, int b) { design.exchange(a, b, static_cast<int>(rng() % m)); });
+}
+
+// Random symmetric distances in [lo, hi]; a change draws new ones for a and b, a-b now and then.
+template <class Dist>
+void followRandom(const std::vector<double>& T, int n, unsigned lo, unsigned hi, int steps, std::mt19937_64& rng) {
+    std::uniform_int_distribution<unsigned> draw(lo, hi);
+    std::vector<Dist> D(static_cast<std::size_t>(n) * n, 0);
+    auto set = [&](int i, int j) { D[static_cast<std::size_t>(i) * n + j] = D[static_cast<std::size_t>(j) * n + i] = static_cast<Dist>(draw(rng)); };
+    for (int i = 0; i < n; ++i)
+        for (int j = i + 1; j < n; ++j) set(i, j);
+    follow<Dist>(T, D, n, steps, rng, [&](int a, int b) {
+        for (int k = 0; k < n; ++k) {
+            if (k != a && k != b) set(a, k), set(b, k);
+        }
+        if (a != b && rng() % 2 == 0) set(a, b);
+    });
+}
+
+} // namespace
+
+TEST(ExactRowSums, DesignsUnderExchangesMatchThePlainLoop) {
+    std::mt19937_64 rng(1);
+    for (double p : {50.0, 1.0, 2.0, 7.5, 120.0}) {
+        const std::vector<double> T = powers(10 * 1500, p);
+        for (int n : {2, 3, 4, 50, 300}) {
+            followDesign<std::uint16_t>(T, n, 10, 60, rng);
+            followDesign<std::uint32_t>(T, n, 3, 60, rng);
+        }
+    }
+    const std::vector<double> T = powers(10 * 1500, 50.0);
+    followDesign<std::uint16_t>(T, 1500, 10, 12, rng);
+    followDesign<std::uint32_t>(T, 1500, 10, 4, rng);
+}
+
+TEST(ExactRowSums, AwkwardTables) {
+    std::mt19937_64 rng(2);
+    // Terms over the whole range: zeros, subnormals, huge ones, and inf at a zero distance.
+    std::vector<double> wild(400);
+    for (double& t : wild) {
+        const unsigned kind = rng() % 6;
+        t = kind == 0 ? 0.0 : kind == 1 ? std::ldexp(static_cast<double>(rng() % 4096), -1074)
+                                        : std::ldexp(1.0 + static_cast<double>(rng() % 1000000) / 1e6, static_cast<int>(rng() % 2000) - 1000);
+    }
+    wild[0] = std::numeric_limits<double>::infinity();
+    // Sums that stay below the smallest normal, and a table with NaN and negative terms.
+    std::vector<double> tiny(400), odd = powers(400, 3.0);
+    for (std::size_t d = 0; d < tiny.size(); ++d) tiny[d] = std::ldexp(static_cast<double>(d % 7), -1074);
+    odd[17] = std::numeric_limits<double>::quiet_NaN();
+    odd[5] = -1.0;
+    odd[6] = -0.0;
+    for (int n : {2, 3, 4, 50, 300}) {
+        followRandom<std::uint16_t>(wild, n, 1, 399, 40, rng);
+        followRandom<std::uint32_t>(wild, n, 0, 399, 40, rng);
+        followRandom<std::uint16_t>(tiny, n, 0, 399, 40, rng);
+        followRandom<std::uint32_t>(odd, n, 1, 399, 40, rng);
+        followRandom<std::uint32_t>(odd, n, 1, 40, 40, rng);
+        followRandom<std::uint16_t>(powers(400, 50.0), n, 0, 399, 40, rng);
+    }
+    // Distances at the top of the 16-bit range, where pow(d, -60) is subnormal.
+    for (double p : {50.0, 60.0}) {
+        const std::vector<double> T = powers(65536, p);
+        followRandom<std::uint16_t>(T, 300, 65000, 65535, 30, rng);
+        followRandom<std::uint32_t>(T, 50, 65500, 65535, 30, rng);
+    }
+}
+
+TEST(ExactRowSums, TermsHalfwayBetweenTwoSums) {
+    std::mt19937_64 rng(3);
+    for (int n : {50, 300}) {
+        // Each distance first met at some position gets a term of 0.5, 1.5 or 2.5 ulps of the
+        // partial sum just before it, so the plain add must round a tie to even.
+        std::vector<std::uint32_t> D(static_cast<std::size_t>(n) * n, 0);
+        for (int i = 0; i < n; ++i)
+            for (int j = i + 1; j < n; ++j)
+                D[static_cast<std::size_t>(i) * n + j] = D[static_cast<std::size_t>(j) * n + i] = 1 + static_cast<std::uint32_t>(rng() % 3000);
+        std::vector<double> T = powers(3001, 50.0);
+        std::vector<bool> seen(T.size(), false);
+        long k = 0, ties = 0;
+        for (int i = 0; i < n - 1; ++i)
+            for (int j = i + 1; j < n; ++j, ++k) {
+                const std::uint32_t d = D[static_cast<std::size_t>(i) * n + j];
+                if (seen[d]) continue;
+                seen[d] = true;
+                const double s = reference(T, D, n, k);
+                if (s == 0.0 || rng() % 2 == 0) continue;
+                const double ulp = std::nextafter(s, 1e308) - s;
+                T[d] = ulp * (0.5 + static_cast<double>(rng() % 3));
+                ++ties;
+            }
+        ASSERT_GT(ties, 20);
+        follow<std::uint32_t>(T, D, n, 40, rng, [&](int a, int b) {
+            for (int k2 = 0; k2 < n; ++k2)
+                if (k2 != a && k2 != b) std::swap(D[static_cast<std::size_t>(a) * n + k2], D[static_cast<std::size_t>(b) * n + k2]),
+                                        D[static_cast<std::size_t>(k2) * n + a] = D[static_cast<std::size_t>(a) * n + k2],
+                                        D[static_cast<std::size_t>(k2) * n + b] = D[static_cast<std::size_t>(b) * n + k2];
+        });
+    }
+}
