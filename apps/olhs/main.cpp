@@ -11,7 +11,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "atomic_file.h"
+#include "output_file.h"
 #include "design.h"
 #include "formats.h"
 #include "memory_guard.h"
@@ -49,8 +49,8 @@ void writeToStandardOutput(const Design& design, const Options& options, const D
 int run(const Options& options) {
     checkMemory(options);
 
-    std::optional<AtomicFile> output;
-    std::optional<AtomicFile> plot;
+    std::optional<OutputFile> output;
+    std::optional<OutputFile> plot;
     if (!options.output.empty()) {
         output.emplace("-o", options.output);
     }

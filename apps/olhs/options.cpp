@@ -142,8 +142,9 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                            "Default csv."))
         ->type_name("FORMAT");
     d.output = app.add_option("-o,--output", raw.output,
-                              wrapped("Write the design to FILE instead of standard output. The file is "
-                                      "replaced atomically and left untouched when the run fails."))
+                              wrapped("Write the design to FILE instead of standard output ('-' for standard "
+                                      "output). A regular file is replaced atomically and left untouched "
+                                      "when the run fails; a device or FIFO is written in place."))
                    ->type_name("FILE");
     d.report = app.add_option("--report", raw.report,
                               wrapped("Write the search's report files (PREFIXFullReport.rpt, "
@@ -268,7 +269,9 @@ Options check(const RawOptions& raw, const Declared& d) {
         if (raw.output.empty()) {
             throw UsageError("-o", "expected a file name, got an empty one");
         }
-        o.output = raw.output;
+        if (raw.output != "-") {
+            o.output = raw.output;
+        }
     }
     if (given(d.plot)) {
         if (raw.plot.empty()) {

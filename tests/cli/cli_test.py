@@ -13,6 +13,8 @@ import os
 import resource
 import shutil
 import signal
+import socket
+import stat
 import subprocess
 import sys
 import tempfile
@@ -58,6 +60,9 @@ class CommandTest(unittest.TestCase):
 
     def tearDown(self):
         shutil.rmtree(self.dir, ignore_errors=True)
+        # Whatever a case did, the command must never have replaced a device.
+        for device in ("/dev/null", "/dev/full"):
+            self.assertTrue(stat.S_ISCHR(os.lstat(device).st_mode), device + " is no longer a character device")
 
     def path(self, name):
         return os.path.join(self.dir, name)
@@ -285,6 +290,41 @@ class OutputFile(CommandTest):
         self.ok("-n", "4", "-m", "2", "--random", "-o", "link.csv")
         self.assertTrue(os.path.islink(self.path("link.csv")))
         self.assertTrue(self.read("design.csv").startswith("x1,x2\n"))
+
+    def test_special_files_are_written_in_place(self):
+        expected = self.ok("-n", "6", "-m", "2", "--quiet")[0]
+        dev = set(os.listdir("/dev"))
+        os.symlink("/dev/null", self.path("null-link"))
+        for target in ("/dev/null", "null-link"):
+            self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", target), ("", ""))
+        self.assertTrue(os.path.islink(self.path("null-link")))
+        self.assertEqual(os.readlink(self.path("null-link")), "/dev/null")
+        # A device that refuses the text: a write error (status 1), in one line.
+        status, out, err = self.olhs("-n", "6", "-m", "2", "--quiet", "-o", "/dev/full")
+        self.assertEqual((status, out, err.count("\n")), (1, "", 1), err)
+        self.assertIn("olhs: -o: writing '/dev/full' failed", err)
+        self.assertEqual(set(os.listdir("/dev")), dev, "temporary files left in /dev")
+        # A FIFO: its reader gets the design, and the FIFO stays. The reader opens first,
+        # without blocking, so the command's open does not wait; a small design fits the
+        # FIFO's buffer.
+        os.mkfifo(self.path("pipe"))
+        reader = os.open(self.path("pipe"), os.O_RDONLY | os.O_NONBLOCK)
+        try:
+            self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", "pipe"), ("", ""))
+            received = os.read(reader, 1 << 16).decode()
+        finally:
+            os.close(reader)
+        self.assertEqual(received, expected)
+        self.assertTrue(stat.S_ISFIFO(os.lstat(self.path("pipe")).st_mode))
+        # A socket cannot be opened as a file: refused, and left as it is.
+        with socket.socket(socket.AF_UNIX) as server:
+            server.bind(self.path("sock"))
+            self.assertRefused(["-n", "6", "-m", "2", "-o", "sock"], "olhs: -o: cannot open 'sock'")
+            self.assertTrue(stat.S_ISSOCK(os.lstat(self.path("sock")).st_mode))
+        self.assertEqual(self.files(), ["null-link", "pipe", "sock"])
+        # "-" is standard output, not a file of that name.
+        self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", "-"), (expected, ""))
+        self.assertEqual(self.files(), ["null-link", "pipe", "sock"])
 
     def test_failed_run_leaves_the_existing_file_alone(self):
         self.write("design.csv", "precious\n")
