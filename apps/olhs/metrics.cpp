@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "number_text.h"
 #include "olhs/CRand.h"
 #include "olhs/LatinHypercube.h"
 #include "olhs/PHIpCriterion.h"
@@ -115,11 +116,11 @@ Metrics computeMetrics(const Design& design) {
 }
 
 void printMetrics(std::FILE* out, const Metrics& metrics) {
-    std::fprintf(out, "phi_p: %.17g\n", metrics.phiP);
+    std::fprintf(out, "phi_p: %s\n", shortestText(metrics.phiP).c_str());
     std::fprintf(out, "min_city_block_distance: %lld\n", metrics.minCityBlock);
-    std::fprintf(out, "min_euclidean_distance: %.17g\n", metrics.minEuclidean);
+    std::fprintf(out, "min_euclidean_distance: %s\n", shortestText(metrics.minEuclidean).c_str());
     if (metrics.maxAbsCorrelation) {
-        std::fprintf(out, "max_abs_correlation: %.17g\n", *metrics.maxAbsCorrelation);
+        std::fprintf(out, "max_abs_correlation: %s\n", shortestText(*metrics.maxAbsCorrelation).c_str());
     } else {
         std::fprintf(out, "max_abs_correlation: none (one variable)\n");
     }

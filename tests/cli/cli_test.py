@@ -32,6 +32,19 @@ def parse(text, separator=","):
     return lines[0], lines[1:]
 
 
+def significant_digits(text):
+    """Digits of a number's mantissa, without leading or trailing zeros."""
+    mantissa = text.lower().split("e")[0].lstrip("-").replace(".", "")
+    return len(mantissa.strip("0")) or 1
+
+
+def is_shortest(text):
+    """The text reads back as a double that no text with fewer digits reads back as
+    (Python's repr is the shortest round-trip form)."""
+    value = float(text)
+    return repr(value) != "nan" and significant_digits(text) == significant_digits(repr(value))
+
+
 def floats(rows):
     return [[float(cell) for cell in row] for row in rows]
 
@@ -124,7 +137,7 @@ class Formats(CommandTest):
         args = ("-n", "12", "-m", "3", "--quiet")
         header, rows = parse(self.ok(*args)[0])
         self.assertEqual(header, ["x1", "x2", "x3"])
-        self.assertTrue(all(cell == "%.17g" % float(cell) for row in rows for cell in row))
+        self.assertTrue(all(is_shortest(cell) for row in rows for cell in row), rows)
         self.assertLatin(floats(rows), 12, 3)
         tsv = self.ok(*args, "--format", "tsv")[0]
         self.assertNotIn(",", tsv)
@@ -139,6 +152,18 @@ class Formats(CommandTest):
         self.assertEqual(doc["design"], floats(rows))
         expected = phi_p(levels_of(doc["design"], 12))
         self.assertAlmostEqual(doc["phi_p"], expected, delta=1e-12 * expected)
+
+    def test_numbers_are_in_their_shortest_form(self):
+        rows = parse(self.ok("-n", "4", "-m", "2", "--random")[0])[1]
+        self.assertEqual([row[0] for row in rows], ["0", "0.3333333333333333", "0.6666666666666666", "1"])
+        text = self.ok("-n", "4", "-m", "2", "--random", "--format", "json", "--bounds=0:0.1")[0]
+        doc = json.loads(text)
+        self.assertIn("0.03333333333333333,", text)  # %.17g would give 0.033333333333333333
+        self.assertEqual(doc["bounds"], [[0, 0.1], [0, 0.1]])
+        _, err = self.ok("-n", "9", "-m", "3", "--quiet", "--metrics")
+        for line in err.splitlines():
+            self.assertTrue(line.endswith("none (one variable)") or is_shortest(line.split(": ")[1]), line)
+        self.assertRefused(["-n", "5", "-m", "2", "--time-limit", "-1"], "from 0 to 1.7e+308")
 
     def test_json_records_seed_limits_and_levels(self):
         doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77",

@@ -1,7 +1,8 @@
 // Reference for the command's tests: the design straight from the library's entry point,
-// written to FILE as CSV with the header and "%.17g" values the command prints.
+// written to FILE as CSV with the header and the shortest round-trip values the command prints.
 //
 // Usage: olhs_cli_entry_point N M MODE SEED|default FILE
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,7 +32,9 @@ int main(int argc, char** argv) {
         std::fprintf(out, "%sx%d%s", j == 0 ? "" : ",", j + 1, j == m - 1 ? "\n" : "");
     }
     for (int k = 0; k < n * m; ++k) {
-        std::fprintf(out, "%s%.17g%s", k % m == 0 ? "" : ",", X[static_cast<std::size_t>(k)],
+        char text[32];
+        const char* end = std::to_chars(text, text + sizeof text, X[static_cast<std::size_t>(k)]).ptr;
+        std::fprintf(out, "%s%.*s%s", k % m == 0 ? "" : ",", static_cast<int>(end - text), text,
                      k % m == m - 1 ? "\n" : "");
     }
     return std::fclose(out) == 0 ? 0 : 1;
