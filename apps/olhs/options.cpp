@@ -111,7 +111,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                  ->type_name("S");
     d.maxIterations = app.add_option("--max-iterations", raw.maxIterations,
                                      wrapped("Stop the search after this many outer iterations, 1 to "
-                                             "2147483647 and more than --min-iterations. Default 2000."))
+                                             "2147483647 and more than a given --min-iterations. Default 2000."))
                           ->type_name("N");
     d.stallIterations =
         app.add_option("--stall-iterations", raw.stallIterations,
@@ -120,7 +120,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
             ->type_name("N");
     d.minIterations = app.add_option("--min-iterations", raw.minIterations,
                                      wrapped("Never stop before this many iterations, 0 to 2147483646. "
-                                             "Default 5."))
+                                             "Default 5, or one less than a lower --max-iterations."))
                           ->type_name("N");
     d.timeLimit = app.add_option("--time-limit", raw.timeLimit,
                                  wrapped("Stop once more than SECONDS of wall-clock time have passed (whole "
@@ -215,6 +215,10 @@ Options check(const RawOptions& raw, const Declared& d) {
     }
     if (given(d.maxIterations)) {
         o.limits.maxIterations = asInt(parseInteger("--max-iterations", raw.maxIterations, 1, INT_MAX));
+        // The default minimum is no choice of the user's: a lower limit takes it down along.
+        if (!given(d.minIterations) && o.limits.maxIterations <= o.limits.minIterations) {
+            o.limits.minIterations = o.limits.maxIterations - 1;
+        }
     }
     // The iteration limit is tested for equality after the minimum has passed: a limit at
     // or below the minimum would never stop the search.

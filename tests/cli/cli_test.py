@@ -237,6 +237,19 @@ class Seeds(CommandTest):
                           "--stall-iterations", "100", "--min-iterations", "5", "--convergence", "0.01")[0]
             self.assertEqual(out, self.reference(n, m, 1, seed))
 
+    def test_a_low_iteration_limit_takes_the_default_minimum_along(self):
+        for limit in ("1", "3", "5"):
+            doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", limit,
+                                     "--stall-iterations", "1000")[0])
+            self.assertEqual((doc["settings"]["max_iterations"], doc["settings"]["min_iterations"]),
+                             (int(limit), int(limit) - 1))
+        # Stopped by the limit itself: three iterations differ from four.
+        three = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "3", "--stall-iterations", "1000")[0]
+        four = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "4", "--stall-iterations", "1000")[0]
+        self.assertNotEqual(three, four)
+        doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", "6")[0])
+        self.assertEqual(doc["settings"]["min_iterations"], 5)
+
     def test_other_limits_change_the_search_but_keep_a_latin_design(self):
         full = self.ok("-n", "20", "-m", "4", "--quiet")[0]
         short = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "6", "--stall-iterations", "1000")[0]
@@ -464,7 +477,8 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--seed", "1e3"], "--seed", "whole number"),
         (["-n", "5", "-m", "2", "--seed", "18446744073709551616"], "--seed", "18446744073709551615"),
         (["-n", "5", "-m", "2", "--max-iterations", "0"], "--max-iterations", "from 1"),
-        (["-n", "5", "-m", "2", "--max-iterations", "5"], "--max-iterations", "greater than"),
+        (["-n", "5", "-m", "2", "--max-iterations", "5", "--min-iterations", "5"], "--max-iterations",
+         "greater than"),
         (["-n", "5", "-m", "2", "--min-iterations", "3000"], "--min-iterations", "greater than"),
         (["-n", "5", "-m", "2", "--min-iterations", "-1"], "--min-iterations", "from 0"),
         (["-n", "5", "-m", "2", "--stall-iterations", "0"], "--stall-iterations", "from 1"),
