@@ -68,12 +68,13 @@ int run(const Options& options) {
     }
 
     DesignFacts facts;
-    if (options.metrics) {
-        facts.metrics = computeMetrics(design);
-        facts.phiP = facts.metrics->phiP;
-        printMetrics(stderr, *facts.metrics);
-    } else if (options.format == Format::Json) {
-        facts.phiP = phiP(design);
+    if (options.metrics || options.format == Format::Json) {
+        const Metrics metrics = computeMetrics(design);
+        facts.phiP = metrics.phiP;
+        if (options.metrics) {
+            facts.metrics = metrics;
+            printMetrics(stderr, metrics);
+        }
     }
 
     if (plot) {

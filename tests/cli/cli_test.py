@@ -307,6 +307,17 @@ class Metrics(CommandTest):
             self.assertAlmostEqual(json.loads(got[key]), value, delta=1e-12, msg=key)
         self.assertIsInstance(json.loads(got["min_city_block_distance"]), int)
 
+    def test_phi_p_is_the_library_criterion_to_the_bit(self):
+        for n, m, seed in [(2, 1, "1"), (9, 2, "5"), (40, 3, "default"), (120, 7, "99"), (300, 2, "3")]:
+            with self.subTest(n=n, m=m, seed=seed):
+                proc = subprocess.run([HELPER, str(n), str(m), "0", seed, self.path("ref.csv")], check=True,
+                                      stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, timeout=120)
+                seed_args = [] if seed == "default" else ["--seed", seed]
+                out, err = self.ok("-n", str(n), "-m", str(m), "--random", "--format", "json", "--metrics",
+                                   *seed_args)
+                self.assertEqual(json.loads(out)["phi_p"], float(proc.stdout))
+                self.assertEqual(self.metrics(err)["phi_p"], proc.stdout.decode().strip())
+
     def test_metrics_of_a_single_variable(self):
         got = self.metrics(self.ok("-n", "4", "-m", "1", "--random", "--metrics")[1])
         self.assertEqual((got["min_city_block_distance"], float(got["min_euclidean_distance"])), ("1", 1.0))
@@ -535,6 +546,21 @@ class Memory(CommandTest):
         self.assertIn("1000000 points in 64 variables", err)
         self.assertEqual(self.read("design.csv"), "precious\n")
         self.assertEqual(self.files(), ["design.csv"])
+
+
+    @unittest.skipIf(os.environ.get("OLHS_CLI_SANITIZED"), "sanitizer runtimes cannot run under an address-space limit")
+    def test_metrics_of_a_large_design_fit_in_little_memory(self):
+        # n by n distances would take 3 GiB; the measures need O(n m).
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
+
+        status, out, err = self.olhs("-n", "20000", "-m", "5", "--random", "--format", "json", "--metrics",
+                                     preexec_fn=limit, timeout=120)
+        self.assertEqual(status, 0, err)
+        doc = json.loads(out)
+        self.assertEqual(len(doc["design"]), 20000)
+        self.assertEqual(doc["phi_p"], doc["metrics"]["phi_p"])
+        self.assertGreater(doc["metrics"]["min_city_block_distance"], 0)
 
 
 class HelpAndVersion(CommandTest):
