@@ -1,7 +1,9 @@
 #include "design.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <valarray>
 
 #include "olhs/CRand.h"
@@ -67,6 +69,17 @@ std::vector<int> levelsOf(const std::vector<double>& unit, int n) {
     return levels;
 }
 
+// The library keeps the first column in point order; with a single column that would be
+// the whole design, so its levels are shuffled (Fisher-Yates) with draws from the same
+// seeded stream, after the design's own.
+void shuffleSingleColumn(std::vector<double>& unit) {
+    CRand draw(false);
+    for (std::size_t i = unit.size() - 1; i > 0; --i) {
+        const std::size_t j = std::min(i, static_cast<std::size_t>(draw.Random() * static_cast<double>(i + 1)));
+        std::swap(unit[i], unit[j]);
+    }
+}
+
 } // namespace
 
 Design makeDesign(const Options& options) {
@@ -82,6 +95,9 @@ Design makeDesign(const Options& options) {
         std::valarray<double> values;
         OptimalLatinHypercubeDOE(options.random ? 0 : 1, options.m, options.n, values);
         result.unit.assign(std::begin(values), std::end(values));
+    }
+    if (result.m == 1) {
+        shuffleSingleColumn(result.unit);
     }
     result.levels = levelsOf(result.unit, result.n);
     return result;

@@ -100,8 +100,10 @@ Declared declare(CLI::App& app, RawOptions& raw) {
     d.n = app.add_option("-n,--points", raw.n, wrapped("Number of points (runs), 2 to 2147483647. Required."))
               ->type_name("N");
     d.m = app.add_option("-m,--variables", raw.m,
-                         wrapped("Number of variables (factors), 1 to 2147483647; at least 2 unless --random. "
-                                 "Required."))
+                         wrapped("Number of variables (factors), 1 to 2147483647; at least 2 unless --random: "
+                                 "with one variable every order of the levels puts the points at the "
+                                 "same distances, so there is nothing to optimise and --random prints "
+                                 "them in random order. Required."))
               ->type_name("M");
     app.add_flag("--random", raw.random, wrapped("Print the random Latin hypercube, without the search."));
     d.seed = app.add_option("--seed", raw.seed,

@@ -177,7 +177,7 @@ class Formats(CommandTest):
         self.assertEqual(doc["seed"], 18446744073709551615)
         self.assertEqual(doc["settings"], {"optimised": False})
         self.assertEqual(doc["scale"], "levels")
-        self.assertEqual(doc["design"], [[1], [2], [3], [4], [5], [6]])
+        self.assertEqual(sorted(doc["design"]), [[1], [2], [3], [4], [5], [6]])
         self.assertTrue(all(isinstance(row[0], int) for row in doc["design"]))
         self.assertAlmostEqual(doc["phi_p"], phi_p(doc["design"]), delta=1e-12)
 
@@ -188,7 +188,13 @@ class Formats(CommandTest):
                     header, values = self.design("-n", str(n), "-m", str(m), *extra)
                     self.assertEqual(header, ["x%d" % (j + 1) for j in range(m)])
                     self.assertLatin(values, n, m)
-        self.assertEqual(self.design("-n", "5", "-m", "1", "--random")[1], [[0.0], [0.25], [0.5], [0.75], [1.0]])
+        # One variable: the levels in random order, repeatable with the seed.
+        column = self.design("-n", "30", "-m", "1", "--random")[1]
+        self.assertEqual(sorted(column), [[k / 29] for k in range(30)])
+        self.assertNotEqual(column, sorted(column))
+        self.assertEqual(self.design("-n", "30", "-m", "1", "--random")[1], column)
+        self.assertNotEqual(self.design("-n", "30", "-m", "1", "--random", "--seed", "4")[1], column)
+        self.assertEqual(sorted(self.design("-n", "2", "-m", "1", "--random")[1]), [[0.0], [1.0]])
         for seed in ("1", "2", "3"):
             start = self.design("-n", "15", "-m", "3", "--random", "--seed", seed)[1]
             best = self.design("-n", "15", "-m", "3", "--seed", seed)[1]
@@ -572,7 +578,7 @@ class HelpAndVersion(CommandTest):
                        "--metrics --plot --quiet --help --version").split():
             self.assertIn(option, out)
         flat = " ".join(out.split())  # descriptions are wrapped
-        for text in ("Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
+        for text in ("nothing to optimise", "Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
                      "0 to 18446744073709551615", "2 to 2147483647", "0 to 1.", "no limit", "no report"):
             self.assertIn(text, flat)
         self.assertTrue(all(len(line) <= 100 for line in out.splitlines()))
