@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdio>
 #include <iostream>
+#include <regex>
 
 #include <CLI/CLI.hpp>
 
@@ -179,6 +180,29 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+// CLI11's own messages, reworded in the command's shape ("option: problem"); anything
+// not recognised passes through as CLI11 wrote it.
+std::string reworded(const std::string& message) {
+    const std::regex repeated(R"(^(\S+): At Most 1 required but received (\d+)$)");
+    const std::regex noValue(R"(^(\S+): \d+ required (\S+) missing$)");
+    const std::regex extras(R"(^The following arguments? (?:was|were) not expected: (.*)$)");
+    std::smatch match;
+    if (std::regex_match(message, match, repeated)) {
+        return match[1].str() + ": given " + match[2].str() + " times; give it once";
+    }
+    if (std::regex_match(message, match, noValue)) {
+        return match[1].str() + ": expected a value (" + match[2].str() + ") after it";
+    }
+    if (std::regex_match(message, match, extras)) {
+        const std::string first = match[1].str().substr(0, match[1].str().find(' '));
+        if (first.size() > 1 && first[0] == '-') {
+            return first + ": unknown option";
+        }
+        return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
+    }
+    return message;
+}
+
 int asInt(long long value) { return static_cast<int>(value); }
 
 Options check(const RawOptions& raw, const Declared& d) {
@@ -310,7 +334,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
         done.exitStatus = app.exit(e, std::cout, std::cerr);
         return done;
     } catch (const CLI::ParseError& e) {
-        throw UsageError(oneLine(e.what()) + " (see olhs --help)");
+        throw UsageError(reworded(oneLine(e.what())) + " (see olhs --help)");
     }
     CommandLine result;
     result.options = check(raw, declared);
