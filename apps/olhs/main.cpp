@@ -67,6 +67,11 @@ int run(const Options& options) {
         design = makeDesign(options);
     }
 
+    if (design.stop && !options.quiet) {
+        std::fprintf(stderr, "olhs: the search stopped after %d iterations and %.2f s: %s\n", design.stop->iterations,
+                     design.stop->seconds, design.stop->reason.c_str());
+    }
+
     DesignFacts facts;
     if (options.metrics || options.format == Format::Json) {
         const Metrics metrics = computeMetrics(design);

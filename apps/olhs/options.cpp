@@ -229,11 +229,8 @@ Options check(const RawOptions& raw, const Declared& d) {
         {d.minIterations, "--min-iterations"}, {d.timeLimit, "--time-limit"},
         {d.convergence, "--convergence"},      {d.report, "--report"}};
     for (const auto& [option, name] : searchOptions) {
-        if (given(option)) {
-            if (o.random) {
-                throw UsageError(name, "applies to the search and cannot be combined with --random");
-            }
-            o.customSearch = true;
+        if (given(option) && o.random) {
+            throw UsageError(name, "applies to the search and cannot be combined with --random");
         }
     }
     if (given(d.minIterations)) {

@@ -279,6 +279,31 @@ class Progress(CommandTest):
         self.assertEqual(out, "")
         self.assertIn("Iteration #: 000", err)
 
+    def stop_line(self, *args):
+        """The last line on standard error, which says why the search stopped."""
+        err = self.ok("-n", "12", "-m", "3", *args)[1]
+        last = err.splitlines()[-1]
+        self.assertRegex(last, r"^olhs: the search stopped after \d+ iterations and \d+\.\d\d s: ")
+        self.assertTrue(all(line.startswith("Iteration #: ") for line in err.splitlines()[:-1]), err)
+        return last
+
+    def test_the_search_says_why_it_stopped(self):
+        self.assertIn("without improvement (--stall-iterations)", self.stop_line())
+        self.assertIn(" after 7 iterations ", self.stop_line("--max-iterations", "7", "--stall-iterations", "1000"))
+        self.assertIn("(--max-iterations 7) was reached", self.stop_line("--max-iterations", "7",
+                                                                        "--stall-iterations", "1000"))
+        # A search that only the time limit stops; the report names that limit too.
+        last = self.stop_line("--time-limit", "0", "--stall-iterations", "2000000000", "--max-iterations",
+                              "2000000000", "--convergence", "0", "--report", "r_")
+        self.assertIn("the time limit (--time-limit 0 s) was reached", last)
+        report = self.read("r_FullReport.rpt")
+        self.assertIn("STOPPING CRITERION REACHED:\nMaximum time allowed for the task.\n", report)
+        iterations = int(last.split(" after ")[1].split()[0])
+        self.assertIn("At iteration: %d\n" % iterations, report)
+        # Nothing with --quiet or --random.
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--quiet")[1], "")
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--random")[1], "")
+
     def test_write_failure_on_standard_output(self):
         with open("/dev/full", "w") as full:
             status, _, err = self.olhs("-n", "10", "-m", "3", "--quiet", stdout=full)
@@ -299,7 +324,8 @@ class Metrics(CommandTest):
         out, err = self.ok("-n", "12", "-m", "3", "--metrics", "--format", "json")
         # On standard error after the progress lines, and the same in the document.
         self.assertTrue(err.startswith("Iteration #: 000") and
-                        all(line.startswith("Iteration #: ") for line in err.splitlines()[:-4]), err)
+                        all(line.startswith("Iteration #: ") for line in err.splitlines()[:-5]), err)
+        self.assertTrue(err.splitlines()[-5].startswith("olhs: the search stopped after "), err)
         doc, got = json.loads(out), self.metrics(err)
         self.assertEqual(doc["metrics"], {key: json.loads(value) for key, value in got.items()})
         self.assertEqual(doc["phi_p"], doc["metrics"]["phi_p"])
