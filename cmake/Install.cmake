@@ -33,6 +33,12 @@ install(EXPORT olhsTargets
   DESTINATION "${OLHS_INSTALL_CMAKEDIR}"
   COMPONENT olhs_Development)
 
+# The build tree is a package as well: find_package(olhs) with olhs_DIR set to the build
+# directory uses the library where it was built, with the headers of the source tree.
+export(EXPORT olhsTargets
+  NAMESPACE olhs::
+  FILE "${PROJECT_BINARY_DIR}/olhsTargets.cmake")
+
 configure_package_config_file(
   "${CMAKE_CURRENT_LIST_DIR}/olhsConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/olhsConfig.cmake"

@@ -1,9 +1,19 @@
 #include "design.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <utility>
 #include <valarray>
 
+#include <unistd.h>
+
+#include "number_text.h"
 #include "olhs/CRand.h"
 #include "olhs/LatinHypercube.h"
 #include "olhs/OptimalLH.h"
@@ -15,10 +25,78 @@ namespace olhs_cli {
 
 namespace {
 
+// The library's "no limit".
+constexpr double noLimit = 1.7e308;
+
+// The search's stop rule and iteration count are only written to its full report: read
+// them back from there. Empty texts and 0 when the report cannot be read.
+struct ReportedStop {
+    std::string rule;
+    int iterations = 0;
+    double totalSeconds = 0.0;
+};
+
+ReportedStop readStop(const std::string& reportPath) {
+    ReportedStop stop;
+    std::ifstream in(reportPath);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line == "STOPPING CRITERION REACHED:") {
+            std::getline(in, stop.rule);
+        } else if (line.rfind("At iteration: ", 0) == 0) {
+            stop.iterations = std::atoi(line.c_str() + 14);
+        } else if (line.rfind("Total time for the task: ", 0) == 0) {
+            stop.totalSeconds = std::atof(line.c_str() + 25);
+        }
+    }
+    return stop;
+}
+
+// The full report of a search, either the one the user asked for or one in a private
+// temporary directory that is removed again.
+ReportedStop stopOf(SimpleESEA& search, const Options& options) {
+    if (options.reportPrefix) {
+        return readStop(*options.reportPrefix + "FullReport.rpt");
+    }
+    const char* base = std::getenv("TMPDIR");
+    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/olhs.XXXXXX";
+    std::vector<char> name(pattern.begin(), pattern.end());
+    name.push_back('\0');
+    if (mkdtemp(name.data()) == nullptr) {
+        return {};
+    }
+    const std::string directory(name.data());
+    search.setFileName(directory + "/");
+    search.fprintfReport(2);
+    const std::string path = directory + "/FullReport.rpt";
+    ReportedStop stop = readStop(path);
+    std::remove(path.c_str());
+    rmdir(directory.c_str());
+    return stop;
+}
+
+std::string whyStopped(const ReportedStop& stop, const SearchLimits& limits) {
+    // A run past the time limit names it, even when another rule held at the same time.
+    if (limits.timeLimit && stop.totalSeconds > *limits.timeLimit) {
+        return "the time limit (--time-limit " + shortestText(*limits.timeLimit) + " s) was reached";
+    }
+    if (stop.rule == "Maximum number of iterations.") {
+        return "the iteration limit (--max-iterations " + std::to_string(limits.maxIterations) + ") was reached";
+    }
+    if (stop.rule == "Maximum number of iterations without improvements.") {
+        return "more than " + std::to_string(limits.stallIterations) +
+               " iterations passed without improvement (--stall-iterations)";
+    }
+    if (stop.rule == "Maximum time allowed for the task.") {
+        return "the time limit was reached";
+    }
+    return stop.rule.empty() ? "a stopping rule held" : stop.rule;
+}
+
 // Mirrors the entry point step for step (design, OptimalLH with the incremental update,
 // stopping criteria, search, best design), so that the default limits give the very same
 // design; only the limits and the report differ.
-LatinHypercube searchWithLimits(const Options& options) {
+LatinHypercube searchWithLimits(const Options& options, SearchStop& stop) {
     LatinHypercube design(options.n, options.m, false);
     OptimalLH start(design);
     start.setPHICflag(1);
@@ -29,6 +107,10 @@ LatinHypercube searchWithLimits(const Options& options) {
     criteria.setMinIterations(options.limits.minIterations);
     if (options.limits.timeLimit) {
         criteria.setTimeLimit(*options.limits.timeLimit);
+        // setTimeLimit also lowers the limit on time without improvement, a rule the user
+        // never asked for and whose text would then name the stop: stopping at the same
+        // iteration, the time limit is the reason.
+        criteria.setStallTimeLimit(noLimit);
     }
     criteria.setRelativeObjectiveConvergence(options.limits.convergence);
 
@@ -36,10 +118,15 @@ LatinHypercube searchWithLimits(const Options& options) {
     if (options.reportPrefix) {
         search.setFileName(*options.reportPrefix);
     }
+    const auto started = std::chrono::steady_clock::now();
     search.run();
+    stop.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     if (options.reportPrefix) {
         search.fprintfReport(3);
     }
+    const ReportedStop reported = stopOf(search, options);
+    stop.iterations = reported.iterations;
+    stop.reason = whyStopped(reported, options.limits);
     return search.getXbest();
 }
 
@@ -67,6 +154,17 @@ std::vector<int> levelsOf(const std::vector<double>& unit, int n) {
     return levels;
 }
 
+// The library keeps the first column in point order; with a single column that would be
+// the whole design, so its levels are shuffled (Fisher-Yates) with draws from the same
+// seeded stream, after the design's own.
+void shuffleSingleColumn(std::vector<double>& unit) {
+    CRand draw(false);
+    for (std::size_t i = unit.size() - 1; i > 0; --i) {
+        const std::size_t j = std::min(i, static_cast<std::size_t>(draw.Random() * static_cast<double>(i + 1)));
+        std::swap(unit[i], unit[j]);
+    }
+}
+
 } // namespace
 
 Design makeDesign(const Options& options) {
@@ -75,13 +173,18 @@ Design makeDesign(const Options& options) {
     Design result;
     result.n = options.n;
     result.m = options.m;
-    if (options.customSearch) {
-        LatinHypercube best = searchWithLimits(options);
+    if (!options.random) {
+        SearchStop stop;
+        LatinHypercube best = searchWithLimits(options, stop);
         result.unit = unitValues(best);
+        result.stop = stop;
     } else {
         std::valarray<double> values;
-        OptimalLatinHypercubeDOE(options.random ? 0 : 1, options.m, options.n, values);
+        OptimalLatinHypercubeDOE(0, options.m, options.n, values);
         result.unit.assign(std::begin(values), std::end(values));
+    }
+    if (result.m == 1) {
+        shuffleSingleColumn(result.unit);
     }
     result.levels = levelsOf(result.unit, result.n);
     return result;

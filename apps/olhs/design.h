@@ -1,13 +1,23 @@
-// Making the design: the library's entry point when the defaults will do, otherwise the
-// same chain of classes built here with the user's limits.
+// Making the design: the library's random design, or the chain of classes of the library's
+// entry point built here with the user's limits (the defaults give the entry point's own
+// design), so that the command can say why the search stopped.
 #ifndef OLHS_CLI_DESIGN_H
 #define OLHS_CLI_DESIGN_H
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "options.h"
 
 namespace olhs_cli {
+
+/// Why and when the search stopped.
+struct SearchStop {
+    std::string reason;  ///< in the command's words, naming the option
+    int iterations = 0;  ///< outer iterations run; 0 when the library did not say
+    double seconds = 0.0;
+};
 
 /// n points in m variables, point-major: element i*m + j is variable j of point i.
 struct Design {
@@ -17,6 +27,8 @@ struct Design {
     std::vector<double> unit;
     /// The same design as levels 1..n.
     std::vector<int> levels;
+    /// Set after a search.
+    std::optional<SearchStop> stop;
 };
 
 /// Seeds the random stream and makes the design the options ask for; with --report the

@@ -2,11 +2,13 @@
 
 #include <cstddef>
 
+#include "number_text.h"
+
 namespace olhs_cli {
 
 namespace {
 
-void writeReal(std::FILE* out, double value) { std::fprintf(out, "%.17g", value); }
+void writeReal(std::FILE* out, double value) { writeShortest(out, value); }
 
 // (1 - x) lo + x hi rather than lo + x (hi - lo): the ends map exactly onto LO and HI, and
 // no intermediate overflows even for bounds near the largest doubles.
@@ -96,7 +98,7 @@ void writeMetrics(std::FILE* out, const Metrics& metrics) {
 }
 
 // Every string written here is a fixed key or a generated name ("x12"), so nothing needs
-// escaping; numbers come from %.17g on finite values and %d, both valid JSON.
+// escaping; numbers are finite values in their shortest form and whole numbers, both valid JSON.
 void writeJson(std::FILE* out, const Design& design, const Options& options, const DesignFacts& facts) {
     const std::size_t n = static_cast<std::size_t>(design.n);
     const std::size_t m = static_cast<std::size_t>(design.m);

@@ -18,8 +18,8 @@ struct DesignFacts {
     std::optional<Metrics> metrics;
 };
 
-/// Writes the design in the format and scale the options ask for. Values are printed with
-/// 17 significant digits so they read back exactly; levels as whole numbers.
+/// Writes the design in the format and scale the options ask for. Values are printed in
+/// the shortest form that reads back exactly; levels as whole numbers.
 void writeDesign(std::FILE* out, const Design& design, const Options& options, const DesignFacts* facts);
 
 } // namespace olhs_cli

@@ -11,7 +11,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "atomic_file.h"
+#include "output_file.h"
 #include "design.h"
 #include "formats.h"
 #include "memory_guard.h"
@@ -49,8 +49,8 @@ void writeToStandardOutput(const Design& design, const Options& options, const D
 int run(const Options& options) {
     checkMemory(options);
 
-    std::optional<AtomicFile> output;
-    std::optional<AtomicFile> plot;
+    std::optional<OutputFile> output;
+    std::optional<OutputFile> plot;
     if (!options.output.empty()) {
         output.emplace("-o", options.output);
     }
@@ -67,13 +67,19 @@ int run(const Options& options) {
         design = makeDesign(options);
     }
 
+    if (design.stop && !options.quiet) {
+        std::fprintf(stderr, "olhs: the search stopped after %d iterations and %.2f s: %s\n", design.stop->iterations,
+                     design.stop->seconds, design.stop->reason.c_str());
+    }
+
     DesignFacts facts;
-    if (options.metrics) {
-        facts.metrics = computeMetrics(design);
-        facts.phiP = facts.metrics->phiP;
-        printMetrics(stderr, *facts.metrics);
-    } else if (options.format == Format::Json) {
-        facts.phiP = phiP(design);
+    if (options.metrics || options.format == Format::Json) {
+        const Metrics metrics = computeMetrics(design);
+        facts.phiP = metrics.phiP;
+        if (options.metrics) {
+            facts.metrics = metrics;
+            printMetrics(stderr, metrics);
+        }
     }
 
     if (plot) {

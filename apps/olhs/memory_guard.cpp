@@ -52,9 +52,9 @@ double estimatedPeakBytes(const Options& options) {
         // starting design is alive beside them (measured peaks are about seven copies).
         bytes += 6.0 * (design + matrixBytes(n, n));
     }
-    if (options.metrics || options.format == Format::Json) {
-        // phi_p of the result: a rebuilt design and the criterion's distance matrix.
-        bytes += 2.0 * design + matrixBytes(n, n);
+    if (options.metrics) {
+        // The centred columns of the correlations.
+        bytes += n * m * 8.0;
     }
     return bytes;
 }

@@ -1,46 +1,43 @@
 #include "metrics.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <functional>
 #include <limits>
 #include <vector>
 
-#include "olhs/CRand.h"
-#include "olhs/LatinHypercube.h"
-#include "olhs/PHIpCriterion.h"
+#include "number_text.h"
 
 namespace olhs_cli {
 
 namespace {
 
-// The library builds designs only by drawing them. Drawing with a source that always
-// returns 0 gives every column the levels 1..n in order without touching the real stream;
-// swaps within each column then place the wanted levels.
-LatinHypercube designWithLevels(const Design& design) {
-    CRand::setSource([] { return 0.0; });
-    LatinHypercube result(design.n, design.m);
-    CRand::setSource(std::function<double()>());
+// The library's criterion: p = 50 on city-block distances (t = 1).
+constexpr double criterionP = 50.0;
 
-    const std::size_t m = static_cast<std::size_t>(design.m);
-    std::vector<int> rowOfLevel(static_cast<std::size_t>(design.n) + 1);
-    for (int j = 0; j < design.m; ++j) {
-        for (int i = 0; i < design.n; ++i) {
-            rowOfLevel[static_cast<std::size_t>(i) + 1] = i;
+// d^-p for the whole distances of a design, each from the same pow call the library's
+// criterion makes, computed once. Distances beyond the table (huge designs only) are
+// computed as they come.
+class InversePowers {
+public:
+    explicit InversePowers(long long largestDistance)
+        : values_(static_cast<std::size_t>(std::min(largestDistance, tableLimit) + 1), -1.0) {}
+
+    double operator()(long long d) {
+        if (d >= static_cast<long long>(values_.size())) {
+            return std::pow(static_cast<double>(d), -criterionP);
         }
-        for (int i = 0; i < design.n; ++i) {
-            const int wanted = design.levels[static_cast<std::size_t>(i) * m + static_cast<std::size_t>(j)];
-            const int current = static_cast<int>(result.getElement(i, j));
-            if (current != wanted) {
-                const int from = rowOfLevel[static_cast<std::size_t>(wanted)];
-                result.exchangeElements(j, i, from);
-                rowOfLevel[static_cast<std::size_t>(current)] = from;
-                rowOfLevel[static_cast<std::size_t>(wanted)] = i;
-            }
+        double& value = values_[static_cast<std::size_t>(d)];
+        if (value < 0.0) {
+            value = std::pow(static_cast<double>(d), -criterionP);
         }
+        return value;
     }
-    return result;
-}
+
+private:
+    static constexpr long long tableLimit = 1 << 20;
+    std::vector<double> values_;
+};
 
 std::optional<double> largestAbsCorrelation(const Design& design) {
     if (design.m < 2) {
@@ -81,33 +78,34 @@ std::optional<double> largestAbsCorrelation(const Design& design) {
 
 } // namespace
 
-double phiP(const Design& design) { return PHIpCriterion(designWithLevels(design)).getPHIp(); }
-
+// One pass over the pairs of points, in the library's order (rows, then the later points
+// of each row, the sum built as term + sum), so phi_p has the library's bits without the
+// n by n matrices its classes keep: O(n m) memory for any n.
 Metrics computeMetrics(const Design& design) {
-    Metrics metrics;
-    metrics.phiP = phiP(design);
-
     const std::size_t n = static_cast<std::size_t>(design.n);
     const std::size_t m = static_cast<std::size_t>(design.m);
+    InversePowers term(static_cast<long long>(design.m) * (design.n - 1));
+    double sum = 0.0;
     long long minCity = std::numeric_limits<long long>::max();
     long long minSquared = std::numeric_limits<long long>::max();
     for (std::size_t a = 0; a < n; ++a) {
+        const int* const x = &design.levels[a * m];
         for (std::size_t b = a + 1; b < n; ++b) {
+            const int* const y = &design.levels[b * m];
             long long city = 0;
             long long squared = 0;
             for (std::size_t j = 0; j < m; ++j) {
-                const long long d = design.levels[a * m + j] - design.levels[b * m + j];
+                const long long d = x[j] - y[j];
                 city += d < 0 ? -d : d;
                 squared += d * d;
             }
-            if (city < minCity) {
-                minCity = city;
-            }
-            if (squared < minSquared) {
-                minSquared = squared;
-            }
+            sum = term(city) + sum;
+            minCity = std::min(minCity, city);
+            minSquared = std::min(minSquared, squared);
         }
     }
+    Metrics metrics;
+    metrics.phiP = std::pow(sum, 1.0 / criterionP);
     metrics.minCityBlock = minCity;
     metrics.minEuclidean = std::sqrt(static_cast<double>(minSquared));
     metrics.maxAbsCorrelation = largestAbsCorrelation(design);
@@ -115,11 +113,11 @@ Metrics computeMetrics(const Design& design) {
 }
 
 void printMetrics(std::FILE* out, const Metrics& metrics) {
-    std::fprintf(out, "phi_p: %.17g\n", metrics.phiP);
+    std::fprintf(out, "phi_p: %s\n", shortestText(metrics.phiP).c_str());
     std::fprintf(out, "min_city_block_distance: %lld\n", metrics.minCityBlock);
-    std::fprintf(out, "min_euclidean_distance: %.17g\n", metrics.minEuclidean);
+    std::fprintf(out, "min_euclidean_distance: %s\n", shortestText(metrics.minEuclidean).c_str());
     if (metrics.maxAbsCorrelation) {
-        std::fprintf(out, "max_abs_correlation: %.17g\n", *metrics.maxAbsCorrelation);
+        std::fprintf(out, "max_abs_correlation: %s\n", shortestText(*metrics.maxAbsCorrelation).c_str());
     } else {
         std::fprintf(out, "max_abs_correlation: none (one variable)\n");
     }

@@ -9,10 +9,8 @@
 
 namespace olhs_cli {
 
-/// phi_p with the library's own criterion (p = 50, t = 1), computed afresh from the levels.
-double phiP(const Design& design);
-
 struct Metrics {
+    /// The library's criterion (p = 50, city-block distances), to the bit.
     double phiP = 0.0;
     long long minCityBlock = 0;  ///< smallest sum of |level differences| over pairs of points
     double minEuclidean = 0.0;   ///< smallest Euclidean distance between two points
@@ -20,6 +18,7 @@ struct Metrics {
     std::optional<double> maxAbsCorrelation;
 };
 
+/// Every measure in one pass over the pairs of points, with O(n m) memory.
 Metrics computeMetrics(const Design& design);
 
 /// "name: value" lines, one per measure, with the names used in the JSON output.

@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdio>
 #include <iostream>
+#include <regex>
 
 #include <CLI/CLI.hpp>
 
@@ -100,8 +101,10 @@ Declared declare(CLI::App& app, RawOptions& raw) {
     d.n = app.add_option("-n,--points", raw.n, wrapped("Number of points (runs), 2 to 2147483647. Required."))
               ->type_name("N");
     d.m = app.add_option("-m,--variables", raw.m,
-                         wrapped("Number of variables (factors), 1 to 2147483647; at least 2 unless --random. "
-                                 "Required."))
+                         wrapped("Number of variables (factors), 1 to 2147483647; at least 2 unless --random: "
+                                 "with one variable every order of the levels puts the points at the "
+                                 "same distances, so there is nothing to optimise and --random prints "
+                                 "them in random order. Required."))
               ->type_name("M");
     app.add_flag("--random", raw.random, wrapped("Print the random Latin hypercube, without the search."));
     d.seed = app.add_option("--seed", raw.seed,
@@ -111,7 +114,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                  ->type_name("S");
     d.maxIterations = app.add_option("--max-iterations", raw.maxIterations,
                                      wrapped("Stop the search after this many outer iterations, 1 to "
-                                             "2147483647 and more than --min-iterations. Default 2000."))
+                                             "2147483647 and more than a given --min-iterations. Default 2000."))
                           ->type_name("N");
     d.stallIterations =
         app.add_option("--stall-iterations", raw.stallIterations,
@@ -120,7 +123,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
             ->type_name("N");
     d.minIterations = app.add_option("--min-iterations", raw.minIterations,
                                      wrapped("Never stop before this many iterations, 0 to 2147483646. "
-                                             "Default 5."))
+                                             "Default 5, or one less than a lower --max-iterations."))
                           ->type_name("N");
     d.timeLimit = app.add_option("--time-limit", raw.timeLimit,
                                  wrapped("Stop once more than SECONDS of wall-clock time have passed (whole "
@@ -142,8 +145,9 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                            "Default csv."))
         ->type_name("FORMAT");
     d.output = app.add_option("-o,--output", raw.output,
-                              wrapped("Write the design to FILE instead of standard output. The file is "
-                                      "replaced atomically and left untouched when the run fails."))
+                              wrapped("Write the design to FILE instead of standard output ('-' for standard "
+                                      "output). A regular file is replaced atomically and left untouched "
+                                      "when the run fails; a device or FIFO is written in place."))
                    ->type_name("FILE");
     d.report = app.add_option("--report", raw.report,
                               wrapped("Write the search's report files (PREFIXFullReport.rpt, "
@@ -176,6 +180,29 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+// CLI11's own messages, reworded in the command's shape ("option: problem"); anything
+// not recognised passes through as CLI11 wrote it.
+std::string reworded(const std::string& message) {
+    const std::regex repeated(R"(^(\S+): At Most 1 required but received (\d+)$)");
+    const std::regex noValue(R"(^(\S+): \d+ required (\S+) missing$)");
+    const std::regex extras(R"(^The following arguments? (?:was|were) not expected: (.*)$)");
+    std::smatch match;
+    if (std::regex_match(message, match, repeated)) {
+        return match[1].str() + ": given " + match[2].str() + " times; give it once";
+    }
+    if (std::regex_match(message, match, noValue)) {
+        return match[1].str() + ": expected a value (" + match[2].str() + ") after it";
+    }
+    if (std::regex_match(message, match, extras)) {
+        const std::string first = match[1].str().substr(0, match[1].str().find(' '));
+        if (first.size() > 1 && first[0] == '-') {
+            return first + ": unknown option";
+        }
+        return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
+    }
+    return message;
+}
+
 int asInt(long long value) { return static_cast<int>(value); }
 
 Options check(const RawOptions& raw, const Declared& d) {
@@ -202,11 +229,8 @@ Options check(const RawOptions& raw, const Declared& d) {
         {d.minIterations, "--min-iterations"}, {d.timeLimit, "--time-limit"},
         {d.convergence, "--convergence"},      {d.report, "--report"}};
     for (const auto& [option, name] : searchOptions) {
-        if (given(option)) {
-            if (o.random) {
-                throw UsageError(name, "applies to the search and cannot be combined with --random");
-            }
-            o.customSearch = true;
+        if (given(option) && o.random) {
+            throw UsageError(name, "applies to the search and cannot be combined with --random");
         }
     }
     if (given(d.minIterations)) {
@@ -214,6 +238,10 @@ Options check(const RawOptions& raw, const Declared& d) {
     }
     if (given(d.maxIterations)) {
         o.limits.maxIterations = asInt(parseInteger("--max-iterations", raw.maxIterations, 1, INT_MAX));
+        // The default minimum is no choice of the user's: a lower limit takes it down along.
+        if (!given(d.minIterations) && o.limits.maxIterations <= o.limits.minIterations) {
+            o.limits.minIterations = o.limits.maxIterations - 1;
+        }
     }
     // The iteration limit is tested for equality after the minimum has passed: a limit at
     // or below the minimum would never stop the search.
@@ -268,7 +296,9 @@ Options check(const RawOptions& raw, const Declared& d) {
         if (raw.output.empty()) {
             throw UsageError("-o", "expected a file name, got an empty one");
         }
-        o.output = raw.output;
+        if (raw.output != "-") {
+            o.output = raw.output;
+        }
     }
     if (given(d.plot)) {
         if (raw.plot.empty()) {
@@ -301,7 +331,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
         done.exitStatus = app.exit(e, std::cout, std::cerr);
         return done;
     } catch (const CLI::ParseError& e) {
-        throw UsageError(oneLine(e.what()) + " (see olhs --help)");
+        throw UsageError(reworded(oneLine(e.what())) + " (see olhs --help)");
     }
     CommandLine result;
     result.options = check(raw, declared);

@@ -32,9 +32,6 @@ struct Options {
     bool random = false;
     std::uint64_t seed = 0;
     bool seedGiven = false;
-    /// True when a limit or --report was given: the command then builds the search itself
-    /// instead of calling the library's entry point.
-    bool customSearch = false;
     SearchLimits limits;
     Scale scale = Scale::Unit;
     std::vector<Interval> bounds; ///< one per variable when scale is Bounds

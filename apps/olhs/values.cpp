@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "number_text.h"
 #include "usage_error.h"
 
 namespace olhs_cli {
@@ -13,19 +14,6 @@ namespace olhs_cli {
 namespace {
 
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
-
-// The shortest decimal text that reads back as the same double, so limits print as
-// they were written ("1.7e+308", not "1.7000000000000001e+308").
-std::string realText(double value) {
-    char buffer[64];
-    for (int precision = 1; precision <= 17; ++precision) {
-        std::snprintf(buffer, sizeof buffer, "%.*g", precision, value);
-        if (std::strtod(buffer, nullptr) == value) {
-            break;
-        }
-    }
-    return buffer;
-}
 
 // strtod and strtoll skip leading blanks and accept trailing junk when asked to stop;
 // the command wants the whole text to be the number.
@@ -80,7 +68,7 @@ std::uint64_t parseUnsigned64(const std::string& option, const std::string& text
 double parseReal(const std::string& option, const std::string& text, double low, double high) {
     double value = 0.0;
     if (!toReal(text, value) || value < low || value > high) {
-        throw UsageError(option, "expected a number from " + realText(low) + " to " + realText(high) + ", got " +
+        throw UsageError(option, "expected a number from " + shortestText(low) + " to " + shortestText(high) + ", got " +
                                      quoted(text));
     }
     return value;

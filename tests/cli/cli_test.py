@@ -13,6 +13,8 @@ import os
 import resource
 import shutil
 import signal
+import socket
+import stat
 import subprocess
 import sys
 import tempfile
@@ -28,6 +30,19 @@ def parse(text, separator=","):
     assert text.endswith("\n"), "output must end with a newline"
     lines = [line.split(separator) for line in text[:-1].split("\n")]
     return lines[0], lines[1:]
+
+
+def significant_digits(text):
+    """Digits of a number's mantissa, without leading or trailing zeros."""
+    mantissa = text.lower().split("e")[0].lstrip("-").replace(".", "")
+    return len(mantissa.strip("0")) or 1
+
+
+def is_shortest(text):
+    """The text reads back as a double that no text with fewer digits reads back as
+    (Python's repr is the shortest round-trip form)."""
+    value = float(text)
+    return repr(value) != "nan" and significant_digits(text) == significant_digits(repr(value))
 
 
 def floats(rows):
@@ -58,6 +73,9 @@ class CommandTest(unittest.TestCase):
 
     def tearDown(self):
         shutil.rmtree(self.dir, ignore_errors=True)
+        # Whatever a case did, the command must never have replaced a device.
+        for device in ("/dev/null", "/dev/full"):
+            self.assertTrue(stat.S_ISCHR(os.lstat(device).st_mode), device + " is no longer a character device")
 
     def path(self, name):
         return os.path.join(self.dir, name)
@@ -119,7 +137,7 @@ class Formats(CommandTest):
         args = ("-n", "12", "-m", "3", "--quiet")
         header, rows = parse(self.ok(*args)[0])
         self.assertEqual(header, ["x1", "x2", "x3"])
-        self.assertTrue(all(cell == "%.17g" % float(cell) for row in rows for cell in row))
+        self.assertTrue(all(is_shortest(cell) for row in rows for cell in row), rows)
         self.assertLatin(floats(rows), 12, 3)
         tsv = self.ok(*args, "--format", "tsv")[0]
         self.assertNotIn(",", tsv)
@@ -135,6 +153,18 @@ class Formats(CommandTest):
         expected = phi_p(levels_of(doc["design"], 12))
         self.assertAlmostEqual(doc["phi_p"], expected, delta=1e-12 * expected)
 
+    def test_numbers_are_in_their_shortest_form(self):
+        rows = parse(self.ok("-n", "4", "-m", "2", "--random")[0])[1]
+        self.assertEqual([row[0] for row in rows], ["0", "0.3333333333333333", "0.6666666666666666", "1"])
+        text = self.ok("-n", "4", "-m", "2", "--random", "--format", "json", "--bounds=0:0.1")[0]
+        doc = json.loads(text)
+        self.assertIn("0.03333333333333333,", text)  # %.17g would give 0.033333333333333333
+        self.assertEqual(doc["bounds"], [[0, 0.1], [0, 0.1]])
+        _, err = self.ok("-n", "9", "-m", "3", "--quiet", "--metrics")
+        for line in err.splitlines():
+            self.assertTrue(line.endswith("none (one variable)") or is_shortest(line.split(": ")[1]), line)
+        self.assertRefused(["-n", "5", "-m", "2", "--time-limit", "-1"], "from 0 to 1.7e+308")
+
     def test_json_records_seed_limits_and_levels(self):
         doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77",
                                  "--max-iterations", "40", "--stall-iterations", "7", "--min-iterations", "3",
@@ -147,7 +177,7 @@ class Formats(CommandTest):
         self.assertEqual(doc["seed"], 18446744073709551615)
         self.assertEqual(doc["settings"], {"optimised": False})
         self.assertEqual(doc["scale"], "levels")
-        self.assertEqual(doc["design"], [[1], [2], [3], [4], [5], [6]])
+        self.assertEqual(sorted(doc["design"]), [[1], [2], [3], [4], [5], [6]])
         self.assertTrue(all(isinstance(row[0], int) for row in doc["design"]))
         self.assertAlmostEqual(doc["phi_p"], phi_p(doc["design"]), delta=1e-12)
 
@@ -158,7 +188,13 @@ class Formats(CommandTest):
                     header, values = self.design("-n", str(n), "-m", str(m), *extra)
                     self.assertEqual(header, ["x%d" % (j + 1) for j in range(m)])
                     self.assertLatin(values, n, m)
-        self.assertEqual(self.design("-n", "5", "-m", "1", "--random")[1], [[0.0], [0.25], [0.5], [0.75], [1.0]])
+        # One variable: the levels in random order, repeatable with the seed.
+        column = self.design("-n", "30", "-m", "1", "--random")[1]
+        self.assertEqual(sorted(column), [[k / 29] for k in range(30)])
+        self.assertNotEqual(column, sorted(column))
+        self.assertEqual(self.design("-n", "30", "-m", "1", "--random")[1], column)
+        self.assertNotEqual(self.design("-n", "30", "-m", "1", "--random", "--seed", "4")[1], column)
+        self.assertEqual(sorted(self.design("-n", "2", "-m", "1", "--random")[1]), [[0.0], [1.0]])
         for seed in ("1", "2", "3"):
             start = self.design("-n", "15", "-m", "3", "--random", "--seed", seed)[1]
             best = self.design("-n", "15", "-m", "3", "--seed", seed)[1]
@@ -207,6 +243,19 @@ class Seeds(CommandTest):
                           "--stall-iterations", "100", "--min-iterations", "5", "--convergence", "0.01")[0]
             self.assertEqual(out, self.reference(n, m, 1, seed))
 
+    def test_a_low_iteration_limit_takes_the_default_minimum_along(self):
+        for limit in ("1", "3", "5"):
+            doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", limit,
+                                     "--stall-iterations", "1000")[0])
+            self.assertEqual((doc["settings"]["max_iterations"], doc["settings"]["min_iterations"]),
+                             (int(limit), int(limit) - 1))
+        # Stopped by the limit itself: three iterations differ from four.
+        three = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "3", "--stall-iterations", "1000")[0]
+        four = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "4", "--stall-iterations", "1000")[0]
+        self.assertNotEqual(three, four)
+        doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", "6")[0])
+        self.assertEqual(doc["settings"]["min_iterations"], 5)
+
     def test_other_limits_change_the_search_but_keep_a_latin_design(self):
         full = self.ok("-n", "20", "-m", "4", "--quiet")[0]
         short = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "6", "--stall-iterations", "1000")[0]
@@ -230,6 +279,31 @@ class Progress(CommandTest):
         self.assertEqual(out, "")
         self.assertIn("Iteration #: 000", err)
 
+    def stop_line(self, *args):
+        """The last line on standard error, which says why the search stopped."""
+        err = self.ok("-n", "12", "-m", "3", *args)[1]
+        last = err.splitlines()[-1]
+        self.assertRegex(last, r"^olhs: the search stopped after \d+ iterations and \d+\.\d\d s: ")
+        self.assertTrue(all(line.startswith("Iteration #: ") for line in err.splitlines()[:-1]), err)
+        return last
+
+    def test_the_search_says_why_it_stopped(self):
+        self.assertIn("without improvement (--stall-iterations)", self.stop_line())
+        self.assertIn(" after 7 iterations ", self.stop_line("--max-iterations", "7", "--stall-iterations", "1000"))
+        self.assertIn("(--max-iterations 7) was reached", self.stop_line("--max-iterations", "7",
+                                                                        "--stall-iterations", "1000"))
+        # A search that only the time limit stops; the report names that limit too.
+        last = self.stop_line("--time-limit", "0", "--stall-iterations", "2000000000", "--max-iterations",
+                              "2000000000", "--convergence", "0", "--report", "r_")
+        self.assertIn("the time limit (--time-limit 0 s) was reached", last)
+        report = self.read("r_FullReport.rpt")
+        self.assertIn("STOPPING CRITERION REACHED:\nMaximum time allowed for the task.\n", report)
+        iterations = int(last.split(" after ")[1].split()[0])
+        self.assertIn("At iteration: %d\n" % iterations, report)
+        # Nothing with --quiet or --random.
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--quiet")[1], "")
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--random")[1], "")
+
     def test_write_failure_on_standard_output(self):
         with open("/dev/full", "w") as full:
             status, _, err = self.olhs("-n", "10", "-m", "3", "--quiet", stdout=full)
@@ -250,7 +324,8 @@ class Metrics(CommandTest):
         out, err = self.ok("-n", "12", "-m", "3", "--metrics", "--format", "json")
         # On standard error after the progress lines, and the same in the document.
         self.assertTrue(err.startswith("Iteration #: 000") and
-                        all(line.startswith("Iteration #: ") for line in err.splitlines()[:-4]), err)
+                        all(line.startswith("Iteration #: ") for line in err.splitlines()[:-5]), err)
+        self.assertTrue(err.splitlines()[-5].startswith("olhs: the search stopped after "), err)
         doc, got = json.loads(out), self.metrics(err)
         self.assertEqual(doc["metrics"], {key: json.loads(value) for key, value in got.items()})
         self.assertEqual(doc["phi_p"], doc["metrics"]["phi_p"])
@@ -263,6 +338,17 @@ class Metrics(CommandTest):
         for key, value in zip(self.KEYS, expected):
             self.assertAlmostEqual(json.loads(got[key]), value, delta=1e-12, msg=key)
         self.assertIsInstance(json.loads(got["min_city_block_distance"]), int)
+
+    def test_phi_p_is_the_library_criterion_to_the_bit(self):
+        for n, m, seed in [(2, 1, "1"), (9, 2, "5"), (40, 3, "default"), (120, 7, "99"), (300, 2, "3")]:
+            with self.subTest(n=n, m=m, seed=seed):
+                proc = subprocess.run([HELPER, str(n), str(m), "0", seed, self.path("ref.csv")], check=True,
+                                      stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, timeout=120)
+                seed_args = [] if seed == "default" else ["--seed", seed]
+                out, err = self.ok("-n", str(n), "-m", str(m), "--random", "--format", "json", "--metrics",
+                                   *seed_args)
+                self.assertEqual(json.loads(out)["phi_p"], float(proc.stdout))
+                self.assertEqual(self.metrics(err)["phi_p"], proc.stdout.decode().strip())
 
     def test_metrics_of_a_single_variable(self):
         got = self.metrics(self.ok("-n", "4", "-m", "1", "--random", "--metrics")[1])
@@ -285,6 +371,41 @@ class OutputFile(CommandTest):
         self.ok("-n", "4", "-m", "2", "--random", "-o", "link.csv")
         self.assertTrue(os.path.islink(self.path("link.csv")))
         self.assertTrue(self.read("design.csv").startswith("x1,x2\n"))
+
+    def test_special_files_are_written_in_place(self):
+        expected = self.ok("-n", "6", "-m", "2", "--quiet")[0]
+        dev = set(os.listdir("/dev"))
+        os.symlink("/dev/null", self.path("null-link"))
+        for target in ("/dev/null", "null-link"):
+            self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", target), ("", ""))
+        self.assertTrue(os.path.islink(self.path("null-link")))
+        self.assertEqual(os.readlink(self.path("null-link")), "/dev/null")
+        # A device that refuses the text: a write error (status 1), in one line.
+        status, out, err = self.olhs("-n", "6", "-m", "2", "--quiet", "-o", "/dev/full")
+        self.assertEqual((status, out, err.count("\n")), (1, "", 1), err)
+        self.assertIn("olhs: -o: writing '/dev/full' failed", err)
+        self.assertEqual(set(os.listdir("/dev")), dev, "temporary files left in /dev")
+        # A FIFO: its reader gets the design, and the FIFO stays. The reader opens first,
+        # without blocking, so the command's open does not wait; a small design fits the
+        # FIFO's buffer.
+        os.mkfifo(self.path("pipe"))
+        reader = os.open(self.path("pipe"), os.O_RDONLY | os.O_NONBLOCK)
+        try:
+            self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", "pipe"), ("", ""))
+            received = os.read(reader, 1 << 16).decode()
+        finally:
+            os.close(reader)
+        self.assertEqual(received, expected)
+        self.assertTrue(stat.S_ISFIFO(os.lstat(self.path("pipe")).st_mode))
+        # A socket cannot be opened as a file: refused, and left as it is.
+        with socket.socket(socket.AF_UNIX) as server:
+            server.bind(self.path("sock"))
+            self.assertRefused(["-n", "6", "-m", "2", "-o", "sock"], "olhs: -o: cannot open 'sock'")
+            self.assertTrue(stat.S_ISSOCK(os.lstat(self.path("sock")).st_mode))
+        self.assertEqual(self.files(), ["null-link", "pipe", "sock"])
+        # "-" is standard output, not a file of that name.
+        self.assertEqual(self.ok("-n", "6", "-m", "2", "--quiet", "-o", "-"), (expected, ""))
+        self.assertEqual(self.files(), ["null-link", "pipe", "sock"])
 
     def test_failed_run_leaves_the_existing_file_alone(self):
         self.write("design.csv", "precious\n")
@@ -399,7 +520,8 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--seed", "1e3"], "--seed", "whole number"),
         (["-n", "5", "-m", "2", "--seed", "18446744073709551616"], "--seed", "18446744073709551615"),
         (["-n", "5", "-m", "2", "--max-iterations", "0"], "--max-iterations", "from 1"),
-        (["-n", "5", "-m", "2", "--max-iterations", "5"], "--max-iterations", "greater than"),
+        (["-n", "5", "-m", "2", "--max-iterations", "5", "--min-iterations", "5"], "--max-iterations",
+         "greater than"),
         (["-n", "5", "-m", "2", "--min-iterations", "3000"], "--min-iterations", "greater than"),
         (["-n", "5", "-m", "2", "--min-iterations", "-1"], "--min-iterations", "from 0"),
         (["-n", "5", "-m", "2", "--stall-iterations", "0"], "--stall-iterations", "from 1"),
@@ -424,10 +546,11 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--plot", "no/such/dir/p.svg"], "--plot", "writable directory"),
         (["-n", "5", "-m", "2", "-o", "same.csv", "--plot", "same.csv"], "--plot", "same file"),
         (["-n", "5", "-m", "1", "--random", "--plot", "p.svg"], "--plot", "at least 2"),
-        (["-n", "5", "-m", "2", "--bogus"], "--bogus", "not expected"),
-        (["-n", "5", "-m", "2", "stray"], "stray", "not expected"),
-        (["-n", "5", "-m", "2", "--seed"], "--seed", "missing"),
-        (["-n", "5", "-n", "6", "-m", "2"], "--points", "received 2"),
+        (["-n", "5", "-m", "2", "--bogus"], "olhs: --bogus: unknown option (see olhs --help)", ""),
+        (["-n", "5", "-m", "2", "stray"], "olhs: 'stray': unexpected argument", "(see olhs --help)"),
+        (["-n", "5", "-m", "2", "stray", "other"], ": unexpected argument", "(see olhs --help)"),
+        (["-n", "5", "-m", "2", "--seed"], "olhs: --seed: expected a value (S) after it", ""),
+        (["-n", "5", "-n", "6", "-m", "2"], "olhs: --points: given 2 times; give it once", ""),
         (["-n", "2000000000", "-m", "2"], "-n", "2000000000 points"),
         (["-n", "200000", "-m", "2"], "-n", "200000 points"),
         (["-n", "2147483647", "-m", "2147483647", "--random"], "-n: ", "2147483647 points in 2147483647 variables"),
@@ -458,6 +581,21 @@ class Memory(CommandTest):
         self.assertEqual(self.files(), ["design.csv"])
 
 
+    @unittest.skipIf(os.environ.get("OLHS_CLI_SANITIZED"), "sanitizer runtimes cannot run under an address-space limit")
+    def test_metrics_of_a_large_design_fit_in_little_memory(self):
+        # n by n distances would take 3 GiB; the measures need O(n m).
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
+
+        status, out, err = self.olhs("-n", "20000", "-m", "5", "--random", "--format", "json", "--metrics",
+                                     preexec_fn=limit, timeout=120)
+        self.assertEqual(status, 0, err)
+        doc = json.loads(out)
+        self.assertEqual(len(doc["design"]), 20000)
+        self.assertEqual(doc["phi_p"], doc["metrics"]["phi_p"])
+        self.assertGreater(doc["metrics"]["min_city_block_distance"], 0)
+
+
 class HelpAndVersion(CommandTest):
     def test_help_and_version(self):
         status, out, err = self.olhs("--help")
@@ -467,7 +605,7 @@ class HelpAndVersion(CommandTest):
                        "--metrics --plot --quiet --help --version").split():
             self.assertIn(option, out)
         flat = " ".join(out.split())  # descriptions are wrapped
-        for text in ("Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
+        for text in ("nothing to optimise", "Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
                      "0 to 18446744073709551615", "2 to 2147483647", "0 to 1.", "no limit", "no report"):
             self.assertIn(text, flat)
         self.assertTrue(all(len(line) <= 100 for line in out.splitlines()))

@@ -166,6 +166,16 @@ if(rc EQUAL 0 OR NOT "${out}${err}" MATCHES "version: ${OLHS_VERSION}")
 endif()
 message(STATUS "find_package(olhs ${next_major}.0) refused: ok")
 
+# --- host project against the build tree ------------------------------------------------
+set(tree_build "${scratch}/cmake-build-tree")
+list(FILTER consumer_args EXCLUDE REGEX "^-DCMAKE_PREFIX_PATH=")
+run_step("configure host project (build tree)"
+  COMMAND "${CMAKE_COMMAND}" -S "${CONSUMER_SOURCE_DIR}" -B "${tree_build}" ${consumer_args}
+          "-Dolhs_DIR=${OLHS_BUILD_DIR}")
+run_step("build host project (build tree)" COMMAND "${CMAKE_COMMAND}" --build "${tree_build}")
+run_step("run host (build tree)" COMMAND "${tree_build}/consumer" OUTPUT_VARIABLE out)
+message(STATUS "  ${out}")
+
 # --- host program through pkg-config ----------------------------------------------------
 if(NOT PKG_CONFIG)
   message(STATUS "pkg-config not available: that half is skipped")

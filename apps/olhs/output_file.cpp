@@ -1,4 +1,4 @@
-#include "atomic_file.h"
+#include "output_file.h"
 
 #include <cerrno>
 #include <climits>
@@ -110,23 +110,51 @@ std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
 } // namespace
 
-AtomicFile::AtomicFile(std::string option, std::string path) : option_(std::move(option)) {
+OutputFile::OutputFile(std::string option, std::string path) : option_(std::move(option)) {
     if (path.back() == '/') {
         throw UsageError(option_, "expected a file name, got the directory " + quoted(path));
     }
-    // Writing through a symbolic link replaces the file it points to, not the link.
     struct stat info {};
-    if (lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode)) {
+    if (stat(path.c_str(), &info) != 0) {
+        // Nothing there yet (or a dangling link, which the rename then replaces).
+        target_ = path;
+        openTemporary();
+        return;
+    }
+    if (S_ISDIR(info.st_mode)) {
+        throw UsageError(option_, quoted(path) + " is a directory; expected a file name");
+    }
+    if (!S_ISREG(info.st_mode)) {
+        target_ = path;
+        openInPlace();
+        return;
+    }
+    // Through a symbolic link the file it points to is replaced and the link kept.
+    struct stat linkInfo {};
+    if (lstat(path.c_str(), &linkInfo) == 0 && S_ISLNK(linkInfo.st_mode)) {
         if (char* resolved = realpath(path.c_str(), nullptr)) {
             path = resolved;
             std::free(resolved);
         }
     }
-    if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-        throw UsageError(option_, quoted(path) + " is a directory; expected a file name");
-    }
     target_ = path;
+    openTemporary();
+}
 
+void OutputFile::openInPlace() {
+    const int fd = open(target_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        throw UsageError(option_, "cannot open " + quoted(target_) + " for writing (" + std::strerror(errno) + ")");
+    }
+    stream_ = fdopen(fd, "w");
+    if (stream_ == nullptr) {
+        const int error = errno;
+        close(fd);
+        throw WriteError(option_ + ": cannot write " + quoted(target_) + " (" + std::strerror(error) + ")");
+    }
+}
+
+void OutputFile::openTemporary() {
     installHandlersOnce();
     const SplitPath where = split(target_);
     const int fd = makeTemporary(where, temporary_);
@@ -138,19 +166,20 @@ AtomicFile::AtomicFile(std::string option, std::string path) : option_(std::move
     fchmod(fd, modeFor(target_));
     stream_ = fdopen(fd, "w");
     if (stream_ == nullptr) {
+        const int error = errno;
         close(fd);
         discard();
-        throw WriteError(option_ + ": cannot write " + quoted(target_) + " (" + std::strerror(errno) + ")");
+        throw WriteError(option_ + ": cannot write " + quoted(target_) + " (" + std::strerror(error) + ")");
     }
 }
 
-AtomicFile::~AtomicFile() {
+OutputFile::~OutputFile() {
     if (!committed_) {
         discard();
     }
 }
 
-void AtomicFile::discard() {
+void OutputFile::discard() {
     if (stream_ != nullptr) {
         std::fclose(stream_);
         stream_ = nullptr;
@@ -162,17 +191,25 @@ void AtomicFile::discard() {
     slot_ = -1;
 }
 
-void AtomicFile::commit() {
+void OutputFile::commit() {
+    const bool inPlace = temporary_.empty();
     int error = 0;
     if (std::fflush(stream_) != 0 || std::ferror(stream_)) {
         error = errno != 0 ? errno : EIO;
-    } else if (fsync(fileno(stream_)) != 0) {
+    } else if (!inPlace && fsync(fileno(stream_)) != 0) {
         error = errno;
     }
     const int closed = std::fclose(stream_);
     stream_ = nullptr;
     if (error == 0 && closed != 0) {
         error = errno;
+    }
+    if (inPlace) {
+        committed_ = true;
+        if (error != 0) {
+            throw WriteError(option_ + ": writing " + quoted(target_) + " failed (" + std::strerror(error) + ")");
+        }
+        return;
     }
     if (error == 0 && std::rename(temporary_.c_str(), target_.c_str()) != 0) {
         error = errno;
