@@ -55,20 +55,22 @@ bool latinLevels(const OptimalLH& x, Levels& out) {
     return true;
 }
 
-// The packed upper triangle of the city-block distances of a design.
+// The packed upper triangle of the city-block distances of a design. Sums of whole
+// numbers far below 2^53 are exact in doubles, so they are summed in place.
 std::vector<double> packedDistances(const Levels& levels) {
     const int n = levels.points();
-    std::vector<std::int64_t> sums(static_cast<std::size_t>(n) * (n - 1) / 2, 0);
+    std::vector<double> sums(static_cast<std::size_t>(n) * (n - 1) / 2, 0.0);
     for (int c = 0; c < levels.variables(); ++c) {
         const std::int32_t* x = levels.column(c);
-        std::size_t k = 0;
+        double* out = sums.data();
         for (int i = 0; i < n; ++i) {
+            const std::int32_t xi = x[i];
             for (int j = i + 1; j < n; ++j) {
-                sums[k++] += std::abs(x[i] - x[j]);
+                *out++ += std::abs(xi - x[j]);
             }
         }
     }
-    return std::vector<double>(sums.begin(), sums.end());
+    return sums;
 }
 
 // The legacy design whose levels these are, carrying the given value and distances.

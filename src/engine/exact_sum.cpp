@@ -75,7 +75,8 @@ double plainSum(const std::vector<double>& table, const Dist* D, int n) {
 }
 
 template <class Dist>
-ExactRowSums<Dist>::ExactRowSums(const std::vector<double>& table) : table_(table.data()), binades_(kSlots) {}
+ExactRowSums<Dist>::ExactRowSums(const std::vector<double>& table, int plainBelow)
+    : table_(table.data()), plainBelow_(plainBelow), binades_(kSlots) {}
 
 template <class Dist>
 void ExactRowSums<Dist>::reset(const Dist*, int n) {
@@ -121,22 +122,28 @@ void ExactRowSums<Dist>::applyChange(const Dist* D, int a, int b, bool add) {
     if (lowest == 0) return;
     // Most terms are far below every binade kept; only the others are worth a look.
     const std::uint64_t below = negligibleBelow(lowest);
-    // Both rows fit: n - 1 pairs of a, n - 2 more of b.
+    // Both rows fit, with room for the last pair written and not kept.
     changed_.resize(2 * static_cast<std::size_t>(n_));
     Changed* out = changed_.data();
     secondRun_ = 0;
     const int pivots[2] = {a, b};
     for (int p = 0; p < (a == b ? 1 : 2); ++p) {
         const int x = pivots[p];
+        const int other = p == 1 ? a : x; // pair a-b is taken with a only
         if (p == 1) secondRun_ = static_cast<std::size_t>(out - changed_.data());
-        // Read along row x: D is symmetric, and its columns are far apart in memory.
+        // Read along row x: D is symmetric, and its columns are far apart in memory. Every
+        // pair is written and the kept ones advance, which spares a branch no one predicts.
         const Dist* row = D + static_cast<std::size_t>(x) * n_;
-        for (int k = 0; k < n_; ++k) {
-            const std::uint64_t t = bitsOf(table_[row[k]]);
-            if (t < below || k == x || (p == 1 && k == a)) continue;
-            out->bits = t;
-            out->block = k < x ? blockOf(k, x) : blockOf(x, k);
-            ++out;
+        for (int k = 0; k < x; ++k) {
+            out->bits = bitsOf(table_[row[k]]);
+            out->block = blockOf(k, x);
+            out += (out->bits >= below) & (k != other);
+        }
+        const std::size_t first = rowBlock_[x];
+        for (int k = x + 1; k < n_; ++k) {
+            out->bits = bitsOf(table_[row[k]]);
+            out->block = first + static_cast<std::size_t>((k - x - 1) >> kBlockShift);
+            out += (out->bits >= below) & (k != other);
         }
     }
     const std::size_t count = static_cast<std::size_t>(out - changed_.data());
@@ -228,8 +235,13 @@ void ExactRowSums<Dist>::widen(Binade& bin, std::size_t block) {
 template <class Dist>
 double ExactRowSums<Dist>::sum(const Dist* D, int n) {
     if (n != n_) reset(D, n);
-    ++sums_;
     std::uint64_t s = 0; // the bits of the running sum, from +0.0
+    if (n < plainBelow_) {
+        // No binade is ever kept, so changes cost nothing either.
+        for (int i = 0; i < n - 1; ++i) s = addTerms(s, D + static_cast<std::size_t>(i) * n, i + 1, n);
+        return doubleOf(s);
+    }
+    ++sums_;
     Binade* bin = nullptr;
     unsigned field = 0;
     int i = 0; // the row of the block; row n - 1 has none, so rowBlock_[n - 1] == blocks_

@@ -27,8 +27,8 @@ double plainSum(const std::vector<double>& table, const Dist* D, int n);
 template <class Dist>
 class ExactRowSums {
 public:
-    /// Keeps a reference to the table, which must outlive the object unchanged.
-    explicit ExactRowSums(const std::vector<double>& table);
+    /// Keeps a reference to the table (kept unchanged); under plainBelow points, sums plainly.
+    explicit ExactRowSums(const std::vector<double>& table, int plainBelow = 128);
 
     /// Forgets all that is known of D: its contents are new.
     void reset(const Dist* D, int n);
@@ -40,8 +40,7 @@ public:
     double sum(const Dist* D, int n);
 
 private:
-    /// The units of one binade (by its exponent field) per block, or kUnknown; blocks outside
-    /// [lo, hi) are unknown without being marked, so a binade costs only the span it is met in.
+    /// Units of one binade per block; those outside [lo, hi) are unknown without a mark.
     struct Binade {
         unsigned field = 0; // 0: the slot is free
         std::size_t lo = 0, hi = 0;
@@ -55,15 +54,20 @@ private:
         std::size_t block;
     };
 
-    static constexpr int kBlockShift = 6;
+    /// Terms per block, a power of two: its sum of units stays far below 2^64.
+    static constexpr int kBlockShift = 7;
+    /// 1 << kBlockShift.
     static constexpr int kBlock = 1 << kBlockShift;
+    /// Binades kept at most.
     static constexpr int kSlots = 16;
+    /// A binade no sum met in this many sums is dropped, sparing its upkeep.
     static constexpr std::uint64_t kKeepSums = 4;
+    /// Units not known, and more than any binade holds.
     static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
 
     /// Adds or removes the terms of the pairs of a and b in every binade kept.
     void applyChange(const Dist* D, int a, int b, bool add);
-    /// The units of the block of row i from column j0 to j1 (excluded) in binade f.
+    /// The units in binade f of the block of a row from column j0 to j1 (excluded).
     std::uint64_t blockUnits(const Dist* row, int j0, int j1, unsigned f) const;
     /// s + the terms of the block, one by one, as bits.
     std::uint64_t addTerms(std::uint64_t s, const Dist* row, int j0, int j1) const;
@@ -77,6 +81,7 @@ private:
     static void widen(Binade& bin, std::size_t block);
 
     const double* table_;
+    int plainBelow_;
     int n_ = -1;
     std::size_t blocks_ = 0;
     std::uint64_t sums_ = 0;

@@ -15,11 +15,6 @@
 namespace olhs {
 namespace engine {
 
-/// The plain sum of the criterion's terms over the upper triangle of a square matrix of
-/// whole distances, pair (0,1) first and row after row: the order that fixes its bits.
-template <class Dist>
-double orderedTermSum(const Dist* distances, int n, const PowerTable& table);
-
 /// phi_p (city-block distances, exponent p) of a design held as whole-number levels, with
 /// every distance kept as an integer of type Dist (16 bits where m (n - 1) allows).
 ///
@@ -66,7 +61,6 @@ private:
     std::vector<Dist> d_;
     std::shared_ptr<const PowerTable> table_;
     ExactRowSums<Dist> sums_;
-    bool exactSums_ = true;
     double phip_ = 0.0;
 };
 
