@@ -30,7 +30,7 @@ void Mt19937_64::seed(result_type value) {
     index_ = kN;
 }
 
-void Mt19937_64::refresh() {
+__attribute__((target_clones("avx512f", "avx2", "default"))) void Mt19937_64::refresh() {
     std::uint64_t* x = state_.data();
     // Both loops run an even number of times, so two-word vectors cover them with no
     // scalar remainder, which is what the compiler's cheapest vectorisation asks for.
