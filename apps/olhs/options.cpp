@@ -3,7 +3,6 @@
 #include <climits>
 #include <cstdio>
 #include <iostream>
-#include <regex>
 
 #include <CLI/CLI.hpp>
 
@@ -181,24 +180,34 @@ std::string oneLine(std::string text) {
 }
 
 // CLI11's own messages, reworded in the command's shape ("option: problem"); anything
-// not recognised passes through as CLI11 wrote it.
+// not recognised passes through as CLI11 wrote it. (Plain string matching: std::regex
+// trips GCC's uninitialised-use warning under the sanitizers.)
 std::string reworded(const std::string& message) {
-    const std::regex repeated(R"(^(\S+): At Most 1 required but received (\d+)$)");
-    const std::regex noValue(R"(^(\S+): \d+ required (\S+) missing$)");
-    const std::regex extras(R"(^The following arguments? (?:was|were) not expected: (.*)$)");
-    std::smatch match;
-    if (std::regex_match(message, match, repeated)) {
-        return match[1].str() + ": given " + match[2].str() + " times; give it once";
+    const std::size_t colon = message.find(": ");
+    const std::string option = colon == std::string::npos ? std::string() : message.substr(0, colon);
+    const std::string rest = colon == std::string::npos ? std::string() : message.substr(colon + 2);
+    const bool oneWord = !option.empty() && option.find(' ') == std::string::npos;
+    const std::string atMostOne = "At Most 1 required but received ";
+    if (oneWord && rest.rfind(atMostOne, 0) == 0) {
+        return option + ": given " + rest.substr(atMostOne.size()) + " times; give it once";
     }
-    if (std::regex_match(message, match, noValue)) {
-        return match[1].str() + ": expected a value (" + match[2].str() + ") after it";
+    const std::size_t required = rest.find(" required ");
+    const std::string missing = " missing";
+    if (oneWord && required != std::string::npos && rest.size() > missing.size() &&
+        rest.compare(rest.size() - missing.size(), missing.size(), missing) == 0) {
+        const std::string what = rest.substr(required + 10, rest.size() - missing.size() - required - 10);
+        return option + ": expected a value (" + what + ") after it";
     }
-    if (std::regex_match(message, match, extras)) {
-        const std::string first = match[1].str().substr(0, match[1].str().find(' '));
-        if (first.size() > 1 && first[0] == '-') {
-            return first + ": unknown option";
+    for (const std::string lead : {"The following argument was not expected: ",
+                                   "The following arguments were not expected: "}) {
+        if (message.rfind(lead, 0) == 0) {
+            const std::string extras = message.substr(lead.size());
+            const std::string first = extras.substr(0, extras.find(' '));
+            if (first.size() > 1 && first[0] == '-') {
+                return first + ": unknown option";
+            }
+            return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
         }
-        return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
     }
     return message;
 }
