@@ -33,13 +33,13 @@ trap cleanup EXIT
 flags=(-std=c++17 -O1 -g -fno-omit-frame-pointer -ffp-contract=off
        -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
        -Wall -Wextra -Wpedantic -Werror
-       -DOLHS_BUILDING_LIBRARY -I "$root/include" -I "$root/src")
+       -DOLHS_BUILDING_LIBRARY -I "$root/include" -I "$root/src" -I "$root/src/legacy")
 
 # Compile the library and the target, two at a time.
 mkdir -p "$work/obj" "$work/corpus"
 start=$SECONDS
 export cxx work
-printf '%s\n' "$root"/src/*.cpp "$root/tests/fuzz/fuzz_optimal_lh.cpp" |
+printf '%s\n' "$root"/src/legacy/*.cpp "$root"/src/engine/*.cpp "$root/tests/fuzz/fuzz_optimal_lh.cpp" |
   xargs -P 2 -I{} sh -c 'src=$1; shift; exec "$cxx" "$@" -c "$src" -o "$work/obj/$(basename "$src" .cpp).o"' \
     sh {} "${flags[@]}"
 "$cxx" "${flags[@]}" "$work"/obj/*.o -o "$work/fuzz_optimal_lh"
