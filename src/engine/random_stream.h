@@ -5,9 +5,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <utility>
 
 namespace olhs {
 namespace engine {
+
+namespace detail {
+/// One refresh of the 312 words of a Mersenne Twister state, in the portable code.
+void refreshWords(std::uint64_t* state);
+/// The same refresh in AVX2 code; call only where hasWideRefresh().
+void refreshWide(std::uint64_t* state);
+/// Whether the processor runs the AVX2 refresh.
+bool hasWideRefresh();
+} // namespace detail
 
 /// The 64-bit Mersenne Twister: the outputs of std::mt19937_64 for every seed, with a
 /// branch-free refresh of the state that the compiler turns into vector code.
@@ -64,7 +74,7 @@ public:
     /// The built-in generator started from `seed`.
     explicit RandomStream(std::uint64_t seed = defaultSeed) : generator_(seed) {}
     /// Draws from `host`; the built-in generator waits underneath from defaultSeed.
-    explicit RandomStream(std::function<double()> host) : host_(std::move(host)) {}
+    explicit RandomStream(std::function<double()> host) : generator_(defaultSeed), host_(std::move(host)) {}
 
     /// The next draw: the top 53 bits of one output times 2^-53, or one call of the host.
     double next() {
