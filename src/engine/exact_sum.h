@@ -3,12 +3,12 @@
 //
 // While the running sum s stays in one binade, every rounded add s + t adds exactly
 // round(t / ulp) units of that binade's ulp, unless t / ulp is a half-integer (then the
-// rounding depends on s). Whole blocks of terms are therefore kept, per binade the sum
-// visits, as integer sums of units, and are added in one integer step onto the bits of s.
-// A block whose sum would leave the binade, or that holds a tie, a huge term or one that is
-// not a finite non-negative number, is added term by term. The units of a binade are
-// computed for a block the first time the sum meets it there, and then kept exact through
-// exchanges by their O(n) changed terms.
+// rounding depends on s). Whole blocks of terms are therefore kept as integer sums of units
+// in the binade the sum was in at the block's start, and added in one integer step onto the
+// bits of s. A block whose sum would leave the binade, or that holds a tie, a huge term or
+// one that is not a finite non-negative number, is added term by term. A block's units are
+// computed when the sum first lingers in a binade across it, and then kept exact through
+// exchanges: the changed rows' blocks are recounted, the other changed pairs give deltas.
 #ifndef OLHS_SRC_ENGINE_EXACT_SUM_H
 #define OLHS_SRC_ENGINE_EXACT_SUM_H
 
@@ -34,62 +34,43 @@ public:
     void reset(const Dist* D, int n);
     /// To be called just before rows and columns a and b of D change.
     void beginChange(const Dist* D, int n, int a, int b);
-    /// To be called once they have changed, D symmetric again.
+    /// To be called once they have changed, D symmetric again; the same a and b.
     void endChange(const Dist* D, int n, int a, int b);
     /// The plain sum of D, the same bits.
     double sum(const Dist* D, int n);
 
 private:
-    /// Units of one binade per block; those outside [lo, hi) are unknown without a mark.
-    struct Binade {
-        unsigned field = 0; // 0: the slot is free
-        std::size_t lo = 0, hi = 0;
-        std::uint64_t lastSum = 0;
-        std::uint64_t lastTouch = 0;
-        std::vector<std::uint64_t> units;
-    };
-    /// A changed term: its bits and its block.
+    /// A changed pair outside rows a and b: its block and its term before and after.
     struct Changed {
-        std::uint64_t bits;
         std::size_t block;
+        double before, after;
     };
 
     /// Terms per block, a power of two: its sum of units stays far below 2^64.
     static constexpr int kBlockShift = 7;
     /// 1 << kBlockShift.
     static constexpr int kBlock = 1 << kBlockShift;
-    /// Binades kept at most.
-    static constexpr int kSlots = 16;
-    /// A binade no sum met in this many sums is dropped, sparing its upkeep.
-    static constexpr std::uint64_t kKeepSums = 4;
-    /// Units not known, and more than any binade holds.
-    static constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
 
-    /// Adds or removes the terms of the pairs of a and b in every binade kept.
-    void applyChange(const Dist* D, int a, int b, bool add);
+    /// Recounts the blocks of row x, and adds the deltas of the pairs (k, x), k < x, k != skip.
+    void changeColumn(const Dist* D, const Dist* before, int x, int skip);
     /// The units in binade f of the block of a row from column j0 to j1 (excluded).
     std::uint64_t blockUnits(const Dist* row, int j0, int j1, unsigned f) const;
     /// s + the terms of the block, one by one, as bits.
     std::uint64_t addTerms(std::uint64_t s, const Dist* row, int j0, int j1) const;
-    /// The block of the pair i < j.
-    std::size_t blockOf(int i, int j) const;
-    /// The kept binade f, or nullptr.
-    Binade* find(unsigned f);
-    /// A slot for binade f, its units all unknown.
-    Binade* adopt(unsigned f);
-    /// Widens the binade's span to the block, marking the blocks it gains unknown.
-    static void widen(Binade& bin, std::size_t block);
 
     const double* table_;
     int plainBelow_;
     int n_ = -1;
     std::size_t blocks_ = 0;
-    std::uint64_t sums_ = 0;
-    std::uint64_t clock_ = 0;
     std::vector<std::size_t> rowBlock_;
-    std::vector<Binade> binades_;
-    std::vector<Changed> changed_; // in two runs, each in block order
-    std::size_t secondRun_ = 0;
+    /// Per block, the binade its units are counted in; 0 when they are not known.
+    std::vector<std::uint16_t> field_;
+    std::vector<std::uint64_t> units_;
+    /// No block is counted in a lower binade.
+    unsigned lowest_ = 0;
+    /// Rows a and b before the change, up to the diagonal.
+    std::vector<Dist> before_;
+    std::vector<Changed> changed_;
 };
 
 } // namespace engine

@@ -201,3 +201,24 @@ TEST(ExactRowSums, TermsHalfwayBetweenTwoSums) {
         });
     }
 }
+
+TEST(ExactRowSums, SumsThatMoveAcrossBinades) {
+    std::mt19937_64 rng(4);
+    // Now and then a pair comes to the smallest distance, whose term outweighs all the others,
+    // and leaves it again: every block after it is met in another binade, then the old one.
+    const std::vector<double> T = powers(400, 50.0);
+    for (int n : {300, 700}) {
+        std::uniform_int_distribution<unsigned> draw(40, 399);
+        std::vector<std::uint16_t> D(static_cast<std::size_t>(n) * n, 0);
+        auto set = [&](int i, int j, unsigned d) { D[static_cast<std::size_t>(i) * n + j] = D[static_cast<std::size_t>(j) * n + i] = static_cast<std::uint16_t>(d); };
+        for (int i = 0; i < n; ++i)
+            for (int j = i + 1; j < n; ++j) set(i, j, draw(rng));
+        follow<std::uint16_t>(T, D, n, 60, rng, [&](int a, int b) {
+            for (int k = 0; k < n; ++k) {
+                if (k != a && k != b) set(a, k, draw(rng)), set(b, k, draw(rng));
+            }
+            const int k = static_cast<int>(rng() % n);
+            if (k != a && rng() % 2 == 0) set(a, k, 1 + static_cast<unsigned>(rng() % 30));
+        });
+    }
+}
