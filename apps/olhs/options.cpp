@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <iostream>
@@ -159,8 +161,9 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                          "Euclidean distances between points (on the levels) and the largest absolute "
                          "correlation between two columns."));
     d.plot = app.add_option("--plot", raw.plot,
-                            wrapped("Write a scatter-plot matrix of every pair of variables to an SVG file "
-                                    "(needs at least 2 variables)."))
+                            wrapped("Write a scatter-plot matrix of every pair of variables, with axes in "
+                                    "the printed scale; the format follows the extension, and .svg (SVG) is "
+                                    "the one supported. Needs at least 2 variables."))
                  ->type_name("FILE.svg");
     app.add_flag("-q,--quiet", raw.quiet, wrapped("Do not print the search's progress lines."));
     app.set_version_flag("--version", std::string("olhs ") + OLHS_VERSION, "Print the version and exit.");
@@ -169,6 +172,17 @@ Declared declare(CLI::App& app, RawOptions& raw) {
 }
 
 bool given(const CLI::Option* option) { return option->count() > 0; }
+
+// The extension of the path's last component, compared without regard to case.
+bool hasExtension(const std::string& path, const std::string& extension) {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) {
+        return false;
+    }
+    const std::string found = path.substr(dot);
+    return std::equal(found.begin(), found.end(), extension.begin(), extension.end(),
+                      [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+}
 
 // CLI11 messages are single sentences; keep them on one line whatever they contain.
 std::string oneLine(std::string text) {
@@ -303,6 +317,10 @@ Options check(const RawOptions& raw, const Declared& d) {
     if (given(d.plot)) {
         if (raw.plot.empty()) {
             throw UsageError("--plot", "expected a file name, got an empty one");
+        }
+        if (!hasExtension(raw.plot, ".svg")) {
+            throw UsageError("--plot", "the picture's format follows the file name: expected a name ending in "
+                                       ".svg (SVG, the one format supported), got '" + raw.plot + "'");
         }
         if (o.m < 2) {
             throw UsageError("--plot", "plots pairs of variables and needs at least 2, got " + raw.m);

@@ -501,6 +501,16 @@ class Plot(CommandTest):
         self.ok("-n", "7", "-m", "3", "--random", "--levels", "-o", "d.csv", "--plot", "p.svg")
         self.assertEqual(self.files(), ["d.csv", "p.svg"])
         self.check_plot("p.svg", [[int(x) for x in row] for row in parse(self.read("d.csv"))[1]])
+        # The extension names the format, in either case.
+        self.ok("-n", "5", "-m", "2", "--random", "--levels", "--plot", "P.SVG")
+        self.assertEqual(ET.parse(self.path("P.SVG")).getroot().tag, SVG + "svg")
+
+    def test_other_picture_formats_are_refused_and_the_file_kept(self):
+        for name in ("picture.png", "picture"):
+            self.write(name, "precious\n")
+            self.assertRefused(["-n", "5", "-m", "2", "--plot", name], "olhs: --plot: ", ".svg", name)
+            self.assertEqual(self.read(name), "precious\n")
+        self.assertEqual(self.files(), ["picture", "picture.png"])
 
 
 class BadInput(CommandTest):
@@ -544,8 +554,13 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "-o", "no/such/dir/d.csv"], "-o", "writable directory"),
         (["-n", "5", "-m", "2", "--report", "no/such/dir/r_"], "--report", "writable directory"),
         (["-n", "5", "-m", "2", "--plot", "no/such/dir/p.svg"], "--plot", "writable directory"),
-        (["-n", "5", "-m", "2", "-o", "same.csv", "--plot", "same.csv"], "--plot", "same file"),
+        (["-n", "5", "-m", "2", "-o", "same.svg", "--plot", "same.svg"], "--plot", "same file"),
         (["-n", "5", "-m", "1", "--random", "--plot", "p.svg"], "--plot", "at least 2"),
+        (["-n", "5", "-m", "2", "--plot", "p.png"], "--plot", "ending in .svg (SVG, the one format supported)"),
+        (["-n", "5", "-m", "2", "--plot", "plot"], "--plot", "ending in .svg"),
+        (["-n", "5", "-m", "2", "--plot", "p.svg.txt"], "--plot", "got 'p.svg.txt'"),
+        (["-n", "5", "-m", "2", "--plot", "d.svg/p"], "--plot", "ending in .svg"),
+        (["-n", "5", "-m", "2", "--plot", ".svg/"], "--plot", "ending in .svg"),
         (["-n", "5", "-m", "2", "--bogus"], "olhs: --bogus: unknown option (see olhs --help)", ""),
         (["-n", "5", "-m", "2", "stray"], "olhs: 'stray': unexpected argument", "(see olhs --help)"),
         (["-n", "5", "-m", "2", "stray", "other"], ": unexpected argument", "(see olhs --help)"),
