@@ -49,11 +49,12 @@ void writeGrid(std::FILE* out, const Layout& l, int n) {
     std::fprintf(out, "\"/>\n");
 }
 
-void writePanel(std::FILE* out, const Design& design, const Layout& l, int row, int column) {
+// The panel in the given row and column of the matrix plots variable x against variable y.
+void writePanel(std::FILE* out, const Design& design, const Layout& l, int row, int column, int x, int y) {
     const std::size_t m = static_cast<std::size_t>(design.m);
     std::fprintf(out, "  <g class=\"panel\" transform=\"translate(%.3f %.3f)\">\n", l.margin + column * l.cell,
                  l.margin + row * l.cell);
-    std::fprintf(out, "    <title>x%d across, x%d up</title>\n", column + 1, row + 1);
+    std::fprintf(out, "    <title>x%d across, x%d up</title>\n", x + 1, y + 1);
     writeGrid(out, l, design.n);
     std::fprintf(out,
                  "    <rect class=\"frame\" x=\"%.3f\" y=\"%.3f\" width=\"%.3f\" height=\"%.3f\" fill=\"none\" "
@@ -62,16 +63,16 @@ void writePanel(std::FILE* out, const Design& design, const Layout& l, int row, 
     for (int i = 0; i < design.n; ++i) {
         const std::size_t base = static_cast<std::size_t>(i) * m;
         std::fprintf(out, "    <circle cx=\"%.3f\" cy=\"%.3f\" r=\"%.2f\"/>\n",
-                     across(l, design.levels[base + static_cast<std::size_t>(column)]),
-                     up(l, design.levels[base + static_cast<std::size_t>(row)]), l.radius);
+                     across(l, design.levels[base + static_cast<std::size_t>(x)]),
+                     up(l, design.levels[base + static_cast<std::size_t>(y)]), l.radius);
     }
     std::fprintf(out, "  </g>\n");
 }
 
-void writeLabel(std::FILE* out, const Layout& l, int variable) {
+void writeLabel(std::FILE* out, const Layout& l, int position, int variable) {
     const double centre = l.cell / 2.0;
-    std::fprintf(out, "  <g class=\"label\" transform=\"translate(%.3f %.3f)\">\n", l.margin + variable * l.cell,
-                 l.margin + variable * l.cell);
+    std::fprintf(out, "  <g class=\"label\" transform=\"translate(%.3f %.3f)\">\n", l.margin + position * l.cell,
+                 l.margin + position * l.cell);
     std::fprintf(out,
                  "    <text fill=\"black\" x=\"%.3f\" y=\"%.3f\" text-anchor=\"middle\" dominant-baseline=\"middle\" "
                  "font-size=\"%.1f\">x%d</text>\n",
@@ -81,9 +82,10 @@ void writeLabel(std::FILE* out, const Layout& l, int variable) {
 
 } // namespace
 
-void writeScatterMatrix(std::FILE* out, const Design& design) {
-    const Layout l = layoutFor(design.n, design.m);
-    const double side = 2.0 * l.margin + design.m * l.cell;
+void writeScatterMatrix(std::FILE* out, const Design& design, const std::vector<int>& variables) {
+    const int shown = static_cast<int>(variables.size());
+    const Layout l = layoutFor(design.n, shown);
+    const double side = 2.0 * l.margin + shown * l.cell;
     std::fprintf(out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     std::fprintf(out,
                  "<svg xmlns=\"http://www.w3.org/2000/svg\" version=\"1.1\" width=\"%.0f\" height=\"%.0f\" "
@@ -92,12 +94,13 @@ void writeScatterMatrix(std::FILE* out, const Design& design) {
     std::fprintf(out, "  <title>Latin hypercube design: %d points in %d variables</title>\n", design.n, design.m);
     std::fprintf(out, "  <rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n");
     std::fprintf(out, "  <g fill=\"#1f5fa8\">\n");
-    for (int row = 0; row < design.m; ++row) {
-        for (int column = 0; column < design.m; ++column) {
+    for (int row = 0; row < shown; ++row) {
+        for (int column = 0; column < shown; ++column) {
+            const int y = variables[static_cast<std::size_t>(row)];
             if (row == column) {
-                writeLabel(out, l, row);
+                writeLabel(out, l, row, y);
             } else {
-                writePanel(out, design, l, row, column);
+                writePanel(out, design, l, row, column, variables[static_cast<std::size_t>(column)], y);
             }
         }
     }

@@ -469,12 +469,16 @@ class Report(CommandTest):
 
 
 class Plot(CommandTest):
-    def check_plot(self, name, levels):
-        """A scatter matrix: one panel per ordered pair of variables, one point per design point."""
+    def check_plot(self, name, levels, variables=None):
+        """A scatter matrix of the variables (0-based, all by default) in that order: one panel
+        per ordered pair of them, one point per design point."""
         n, m = len(levels), len(levels[0])
+        variables = list(range(m)) if variables is None else variables
         root = ET.parse(self.path(name)).getroot()
         self.assertEqual(root.tag, SVG + "svg")
         self.assertTrue({"width", "height", "viewBox"} <= set(root.attrib))
+        labels = [g.find(SVG + "text").text for g in root.iter(SVG + "g") if g.get("class") == "label"]
+        self.assertEqual(labels, ["x%d" % (j + 1) for j in variables])
         panels = [g for g in root.iter(SVG + "g") if g.get("class") == "panel"]
         seen = set()
         for panel in panels:
@@ -488,10 +492,12 @@ class Plot(CommandTest):
             self.assertEqual((len(xs), len(ys)), (n, n))
             for k in range(n):
                 self.assertAlmostEqual(xs[k], xs[0] + k * (xs[-1] - xs[0]) / (n - 1), delta=0.002)
-            self.assertEqual(sorted((xs.index(x) + 1, ys.index(y) + 1) for x, y in circles),
+            column, row = {x: k + 1 for k, x in enumerate(xs)}, {y: k + 1 for k, y in enumerate(ys)}
+            self.assertEqual(sorted((column[x], row[y]) for x, y in circles),
                              sorted((row[across], row[up]) for row in levels))
-        self.assertEqual(len(panels), m * (m - 1))
-        self.assertEqual(seen, {(a, b) for a in range(m) for b in range(m) if a != b})
+        self.assertEqual(len(panels), len(variables) * (len(variables) - 1))
+        self.assertEqual(seen, {(a, b) for a in variables for b in variables if a != b})
+        return root
 
     def test_scatter_matrix(self):
         for n, m in [(20, 4), (5, 2)]:
@@ -504,6 +510,37 @@ class Plot(CommandTest):
         # The extension names the format, in either case.
         self.ok("-n", "5", "-m", "2", "--random", "--levels", "--plot", "P.SVG")
         self.assertEqual(ET.parse(self.path("P.SVG")).getroot().tag, SVG + "svg")
+
+    def test_plot_variables_pick_the_matrix(self):
+        out = self.ok("-n", "9", "-m", "5", "--quiet", "--levels", "--plot", "p.svg", "--plot-variables", "4,2,5")[0]
+        self.check_plot("p.svg", [[int(x) for x in row] for row in parse(out)[1]], [3, 1, 4])
+        self.assertEqual(len(parse(out)[0]), 5)  # the design keeps every variable
+
+    def test_pictures_too_large_to_open_are_refused(self):
+        self.write("p.svg", "precious\n")
+        # 10 variables make 90 panels of 3000 points: 270000. Eight variables fit (168000), nine do not.
+        status, _, err = self.olhs("-n", "3000", "-m", "10", "--random", "--plot", "p.svg")
+        self.assertEqual(status, 2, err)
+        self.assertTrue(err.startswith("olhs: --plot: ") and err.count("\n") == 1, err)
+        self.assertIn("270000", err)
+        self.assertTrue(err.endswith(" --plot-variables 1,2,3,4,5,6,7,8\n"), err)
+        self.assertEqual((self.read("p.svg"), self.files()), ("precious\n", ["p.svg"]))
+        # A choice that is too large is cut down in the order given.
+        self.assertRefused(["-n", "3000", "-m", "10", "--random", "--plot", "p.svg", "--plot-variables",
+                            "10,9,8,7,6,5,4,3,2"], "olhs: --plot-variables: ", "216000",
+                           "--plot-variables 10,9,8,7,6,5,4,3\n")
+        out = self.ok("-n", "3000", "-m", "10", "--random", "--levels", "--plot", "p.svg", "--plot-variables",
+                      "10,9,8,7,6,5,4,3")[0]
+        self.check_plot("p.svg", [[int(x) for x in row] for row in parse(out)[1]], list(range(9, 1, -1)))
+        # Exactly at the limit is fine; one point more and not even a pair fits.
+        self.ok("-n", "100000", "-m", "2", "--random", "--plot", "p.svg", "-o", "d.csv")
+        self.write("p.svg", "precious\n")
+        self.assertRefused(["-n", "100001", "-m", "3", "--random", "--plot", "p.svg", "--plot-variables", "1,3"],
+                           "olhs: --plot-variables: the design is too large to plot", "200002")
+        self.assertRefused(["-n", "100001", "-m", "2", "--random", "--plot", "p.svg"],
+                           "olhs: --plot: the design is too large to plot")
+        self.assertEqual(self.read("p.svg"), "precious\n")
+        self.assertEqual(self.files(), ["d.csv", "p.svg"])
 
     def test_other_picture_formats_are_refused_and_the_file_kept(self):
         for name in ("picture.png", "picture"):
@@ -556,6 +593,17 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--plot", "no/such/dir/p.svg"], "--plot", "writable directory"),
         (["-n", "5", "-m", "2", "-o", "same.svg", "--plot", "same.svg"], "--plot", "same file"),
         (["-n", "5", "-m", "1", "--random", "--plot", "p.svg"], "--plot", "at least 2"),
+        (["-n", "5", "-m", "3", "--plot-variables", "1,2"], "--plot-variables", "--plot was not given"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,4"], "--plot-variables",
+         "from 1 to 3 separated by commas (e.g. 1,2), got '4' in '1,4'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "0,1"], "--plot-variables", "got '0'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,,2"], "--plot-variables", "got ''"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,x"], "--plot-variables", "got 'x'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1.5,2"], "--plot-variables", "got '1.5'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "2,1,2"], "--plot-variables",
+         "variable 2 is given twice"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "3"], "--plot-variables", "at least 2"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", ""], "--plot-variables", "got '' in ''"),
         (["-n", "5", "-m", "2", "--plot", "p.png"], "--plot", "ending in .svg (SVG, the one format supported)"),
         (["-n", "5", "-m", "2", "--plot", "plot"], "--plot", "ending in .svg"),
         (["-n", "5", "-m", "2", "--plot", "p.svg.txt"], "--plot", "got 'p.svg.txt'"),
@@ -617,7 +665,7 @@ class HelpAndVersion(CommandTest):
         self.assertEqual((status, err), (0, ""))
         for option in ("-n --points -m --variables --random --seed --max-iterations --stall-iterations "
                        "--min-iterations --time-limit --convergence --bounds --levels --format -o --output --report "
-                       "--metrics --plot --quiet --help --version").split():
+                       "--metrics --plot --plot-variables --quiet --help --version").split():
             self.assertIn(option, out)
         flat = " ".join(out.split())  # descriptions are wrapped
         for text in ("nothing to optimise", "Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
