@@ -499,6 +499,83 @@ class Plot(CommandTest):
         self.assertEqual(seen, {(a, b) for a in variables for b in variables if a != b})
         return root
 
+    def check_axes(self, root, scales):
+        """Every shown variable's axes carry a few ticks in its printed scale (scales[j] = (LO, HI)
+        of variable j), at the places the points of those values take; returns the labels."""
+        def shift(panel):
+            a, b = panel.get("transform")[len("translate("):-1].split()
+            return float(a), float(b)
+
+        panels = {}
+        for panel in root.iter(SVG + "g"):
+            if panel.get("class") == "panel":
+                title = panel.find(SVG + "title").text.split()
+                dx, dy = shift(panel)
+                circles = [(dx + float(c.get("cx")), dy + float(c.get("cy"))) for c in panel.findall(SVG + "circle")]
+                panels.setdefault(("x", int(title[0][1:]) - 1), [x for x, _ in circles])
+                panels.setdefault(("y", int(title[2][1:]) - 1), [-y for _, y in circles])  # up is -y
+        found = {}
+        for axis in root.iter(SVG + "g"):
+            if axis.get("class") not in ("x-axis", "y-axis"):
+                continue
+            key = (axis.get("class")[0], int(axis.find(SVG + "title").text[1:]) - 1)
+            texts = axis.findall(SVG + "text")
+            labels = [t.text for t in texts]
+            found[key] = labels
+            lo, hi = scales[key[1]]
+            values = [float(label) for label in labels]
+            self.assertTrue(2 <= len(labels) <= 6, (key, labels))
+            self.assertTrue(all(is_shortest(label) for label in labels), labels)
+            self.assertEqual(values, sorted(values))
+            self.assertTrue(lo <= values[0] and values[-1] <= hi, (key, labels, lo, hi))
+            # Level 1 (LO) and level n (HI) lie at the extreme points of the panels.
+            first, last = min(panels[key]), max(panels[key])
+            for text, value in zip(texts, values):
+                place = float(text.get("x")) if key[0] == "x" else -float(text.get("y"))
+                along = (value / 2 - lo / 2) / (hi / 2 - lo / 2)  # halves: hi - lo may overflow
+                self.assertAlmostEqual(place, first + along * (last - first), delta=0.01,
+                                       msg=(key, text.text))
+        self.assertEqual(set(found), {(a, j) for a in "xy" for j in scales})
+        return found
+
+    def test_axes_show_the_printed_scale(self):
+        self.ok("-n", "20", "-m", "2", "--quiet", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {0: (0, 1), 1: (0, 1)})
+        self.assertEqual(labels[("x", 0)], ["0", "0.2", "0.4", "0.6", "0.8", "1"])
+        self.assertEqual(labels[("x", 0)], labels[("y", 1)])
+        self.ok("-n", "20", "-m", "3", "--quiet", "--levels", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 20) for j in range(3)})
+        self.assertTrue(all(label.isdigit() for axis in labels.values() for label in axis), labels)
+        self.ok("-n", "3", "-m", "2", "--quiet", "--levels", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 3) for j in range(2)})
+        self.assertEqual(labels[("y", 0)], ["1", "2", "3"])
+        bounds = [(-1, 1), (100, 1e3), (0, 0.1), (0.001, 0.0013), (12345, 12346), (-1.7e308, 1.7e308),
+                  (1, 1.0000000000000002), (3e-300, 7e-300)]
+        text = ",".join("%r:%r" % pair for pair in bounds)
+        labels = {}
+        for chosen in ("1,2,3,4", "5,6,7,8"):
+            self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables",
+                    chosen)
+            shown = [int(j) - 1 for j in chosen.split(",")]
+            labels.update(self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: bounds[j] for j in shown}))
+        self.assertEqual(labels[("x", 0)], ["-1", "-0.5", "0", "0.5", "1"])
+        self.assertEqual(labels[("x", 1)], ["200", "400", "600", "800", "1000"])
+        self.assertEqual(labels[("y", 2)], ["0", "0.02", "0.04", "0.06", "0.08", "0.1"])
+        self.assertEqual(labels[("x", 3)], ["0.001", "0.0011", "0.0012", "0.0013"])
+        self.assertEqual(labels[("x", 7)], ["3e-300", "4e-300", "5e-300", "6e-300", "7e-300"])
+        self.assertEqual(labels[("x", 5)], ["-1e+308", "0", "1e+308"])
+        # Without two round values that fit between them, the ends.
+        self.assertEqual(labels[("x", 6)], ["1", "1.0000000000000002"])
+        # Round values: few digits, evenly spaced.
+        for j in (0, 1, 2, 3, 4, 7):
+            values = [float(label) for label in labels[("x", j)]]
+            self.assertTrue(all(significant_digits(label) <= 6 for label in labels[("x", j)]), labels[("x", j)])
+            self.assertTrue(all(math.isclose(b - a, values[1] - values[0]) for a, b in zip(values, values[1:])))
+        # Only the chosen variables, each with its own scale.
+        self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables", "5,1")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {4: bounds[4], 0: bounds[0]})
+        self.assertEqual(labels[("y", 0)], ["-1", "-0.5", "0", "0.5", "1"])
+
     def test_scatter_matrix(self):
         for n, m in [(20, 4), (5, 2)]:
             out = self.ok("-n", str(n), "-m", str(m), "--quiet", "--levels", "--plot", "plot.svg")[0]
