@@ -165,6 +165,18 @@ class Formats(CommandTest):
             self.assertTrue(line.endswith("none (one variable)") or is_shortest(line.split(": ")[1]), line)
         self.assertRefused(["-n", "5", "-m", "2", "--time-limit", "-1"], "from 0 to 1.7e+308")
 
+    def test_json_text_keeps_its_layout_and_number_forms(self):
+        args = ("-n", "4", "-m", "2", "--random", "--bounds=0:1e15,-1.5e10:2")
+        rows = parse(self.ok(*args)[0])[1]
+        text = self.ok(*args, "--format", "json")[0]
+        # Whole numbers without ".0", exponents where they are shorter, as in CSV.
+        self.assertIn('  "bounds": [[0, 1e+15], [-1.5e+10, 2]],\n', text)
+        self.assertEqual(text.split('  "design": [\n')[1],
+                         ",\n".join("    [%s]" % ", ".join(row) for row in rows) + "\n  ]\n}\n")
+        self.assertTrue(text.startswith('{\n  "n": 4,\n  "m": 2,\n  "seed": 20261123,\n  "default_seed": true,\n'
+                                        '  "settings": {\n    "optimised": false\n  },\n  "phi_p": '), text)
+        self.assertNotIn(".0,", text)
+
     def test_json_records_seed_limits_and_levels(self):
         doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77",
                                  "--max-iterations", "40", "--stall-iterations", "7", "--min-iterations", "3",
