@@ -1,6 +1,9 @@
 #include "formats.h"
 
 #include <cstddef>
+#include <string>
+
+#include <nlohmann/json.hpp>
 
 #include "number_text.h"
 
@@ -62,88 +65,129 @@ const char* scaleName(Scale scale) {
     return "unit";
 }
 
-void writeSettings(std::FILE* out, const Options& options) {
-    std::fprintf(out, "  \"settings\": {\n");
-    std::fprintf(out, "    \"optimised\": %s", options.random ? "false" : "true");
+// nlohmann::json keeps the document's structure and writes its strings, whole numbers and
+// literals; doubles are written here, because the library's form is not the shortest one
+// ("2.0" for 2, "15000000000.0" for 1.5e+10) and the JSON must carry the same text as CSV.
+// Objects take a line per member, arrays one line.
+using Json = nlohmann::ordered_json;
+
+void render(std::string& text, const Json& value, int indent);
+
+void renderMembers(std::string& text, const Json& object, int indent) {
+    bool first = true;
+    for (const auto& [key, member] : object.items()) {
+        text += first ? "" : ",\n";
+        text.append(static_cast<std::size_t>(indent), ' ');
+        text += Json(key).dump();
+        text += ": ";
+        render(text, member, indent);
+        first = false;
+    }
+}
+
+void render(std::string& text, const Json& value, int indent) {
+    if (value.is_number_float()) {
+        text += shortestText(value.get<double>());
+    } else if (value.is_object()) {
+        if (value.empty()) {
+            text += "{}";
+            return;
+        }
+        text += "{\n";
+        renderMembers(text, value, indent + 2);
+        text += "\n";
+        text.append(static_cast<std::size_t>(indent), ' ');
+        text += "}";
+    } else if (value.is_array()) {
+        text += "[";
+        for (std::size_t k = 0; k < value.size(); ++k) {
+            text += k == 0 ? "" : ", ";
+            render(text, value[k], indent);
+        }
+        text += "]";
+    } else {
+        text += value.dump();
+    }
+}
+
+Json settings(const Options& options) {
+    Json result = {{"optimised", !options.random}};
     if (!options.random) {
         const SearchLimits& limits = options.limits;
-        std::fprintf(out, ",\n    \"max_iterations\": %d", limits.maxIterations);
-        std::fprintf(out, ",\n    \"stall_iterations\": %d", limits.stallIterations);
-        std::fprintf(out, ",\n    \"min_iterations\": %d", limits.minIterations);
-        std::fprintf(out, ",\n    \"time_limit\": ");
-        if (limits.timeLimit) {
-            writeReal(out, *limits.timeLimit);
-        } else {
-            std::fprintf(out, "null");
-        }
-        std::fprintf(out, ",\n    \"convergence\": ");
-        writeReal(out, limits.convergence);
+        result["max_iterations"] = limits.maxIterations;
+        result["stall_iterations"] = limits.stallIterations;
+        result["min_iterations"] = limits.minIterations;
+        result["time_limit"] = limits.timeLimit ? Json(*limits.timeLimit) : Json(nullptr);
+        result["convergence"] = limits.convergence;
     }
-    std::fprintf(out, "\n  },\n");
+    return result;
 }
 
-void writeMetrics(std::FILE* out, const Metrics& metrics) {
-    std::fprintf(out, "  \"metrics\": {\n    \"phi_p\": ");
-    writeReal(out, metrics.phiP);
-    std::fprintf(out, ",\n    \"min_city_block_distance\": %lld", metrics.minCityBlock);
-    std::fprintf(out, ",\n    \"min_euclidean_distance\": ");
-    writeReal(out, metrics.minEuclidean);
-    std::fprintf(out, ",\n    \"max_abs_correlation\": ");
-    if (metrics.maxAbsCorrelation) {
-        writeReal(out, *metrics.maxAbsCorrelation);
-    } else {
-        std::fprintf(out, "null");
-    }
-    std::fprintf(out, "\n  },\n");
+Json metricsOf(const Metrics& metrics) {
+    return {{"phi_p", metrics.phiP},
+            {"min_city_block_distance", metrics.minCityBlock},
+            {"min_euclidean_distance", metrics.minEuclidean},
+            {"max_abs_correlation", metrics.maxAbsCorrelation ? Json(*metrics.maxAbsCorrelation) : Json(nullptr)}};
 }
 
-// Every string written here is a fixed key or a generated name ("x12"), so nothing needs
-// escaping; numbers are finite values in their shortest form and whole numbers, both valid JSON.
+Json cell(const Design& design, const Options& options, std::size_t i, std::size_t j) {
+    const std::size_t k = i * static_cast<std::size_t>(design.m) + j;
+    switch (options.scale) {
+    case Scale::Levels:
+        return design.levels[k];
+    case Scale::Bounds:
+        return scaled(design.unit[k], options.bounds[j]);
+    case Scale::Unit:
+        break;
+    }
+    return design.unit[k];
+}
+
+void put(std::FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
+
+// Everything but the design is O(m) and goes into one document; the design's rows are
+// rendered one at a time, so the n x m values are never held as JSON.
 void writeJson(std::FILE* out, const Design& design, const Options& options, const DesignFacts& facts) {
     const std::size_t n = static_cast<std::size_t>(design.n);
     const std::size_t m = static_cast<std::size_t>(design.m);
-    std::fprintf(out, "{\n");
-    std::fprintf(out, "  \"n\": %d,\n  \"m\": %d,\n", design.n, design.m);
-    std::fprintf(out, "  \"seed\": %llu,\n", static_cast<unsigned long long>(options.seed));
-    std::fprintf(out, "  \"default_seed\": %s,\n", options.seedGiven ? "false" : "true");
-    writeSettings(out, options);
-    std::fprintf(out, "  \"phi_p\": ");
-    writeReal(out, facts.phiP);
-    std::fprintf(out, ",\n");
+    Json head = {{"n", design.n},
+                 {"m", design.m},
+                 {"seed", options.seed},
+                 {"default_seed", !options.seedGiven},
+                 {"settings", settings(options)},
+                 {"phi_p", facts.phiP}};
     if (facts.metrics) {
-        writeMetrics(out, *facts.metrics);
+        head["metrics"] = metricsOf(*facts.metrics);
     }
-    std::fprintf(out, "  \"scale\": \"%s\",\n", scaleName(options.scale));
-    std::fprintf(out, "  \"bounds\": ");
+    head["scale"] = scaleName(options.scale);
+    head["bounds"] = nullptr;
     if (options.scale == Scale::Bounds) {
-        std::fprintf(out, "[");
-        for (std::size_t j = 0; j < m; ++j) {
-            std::fprintf(out, "%s[", j == 0 ? "" : ", ");
-            writeReal(out, options.bounds[j].low);
-            std::fprintf(out, ", ");
-            writeReal(out, options.bounds[j].high);
-            std::fprintf(out, "]");
+        head["bounds"] = Json::array();
+        for (const Interval& bounds : options.bounds) {
+            head["bounds"].push_back({bounds.low, bounds.high});
         }
-        std::fprintf(out, "],\n");
-    } else {
-        std::fprintf(out, "null,\n");
     }
-    std::fprintf(out, "  \"variables\": [");
+    head["variables"] = Json::array();
     for (std::size_t j = 0; j < m; ++j) {
-        std::fprintf(out, "%s\"x%zu\"", j == 0 ? "" : ", ", j + 1);
+        head["variables"].push_back("x" + std::to_string(j + 1));
     }
-    std::fprintf(out, "],\n  \"design\": [\n");
+
+    std::string text = "{\n";
+    renderMembers(text, head, 2);
+    text += ",\n  \"design\": [\n";
+    put(out, text);
+    Json row = Json::array();
     for (std::size_t i = 0; i < n; ++i) {
-        std::fprintf(out, "    [");
+        row.clear();
         for (std::size_t j = 0; j < m; ++j) {
-            if (j > 0) {
-                std::fprintf(out, ", ");
-            }
-            writeCell(out, design, options, i, j);
+            row.push_back(cell(design, options, i, j));
         }
-        std::fprintf(out, "]%s\n", i + 1 < n ? "," : "");
+        text = "    ";
+        render(text, row, 4);
+        text += i + 1 < n ? ",\n" : "\n";
+        put(out, text);
     }
-    std::fprintf(out, "  ]\n}\n");
+    put(out, "  ]\n}\n");
 }
 
 } // namespace

@@ -83,7 +83,7 @@ int run(const Options& options) {
     }
 
     if (plot) {
-        writeScatterMatrix(plot->stream(), design);
+        writeScatterMatrix(plot->stream(), design, options);
     }
     if (output) {
         writeDesign(output->stream(), design, options, &facts);

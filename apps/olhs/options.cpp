@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <iostream>
@@ -17,6 +19,8 @@ namespace olhs_cli {
 
 namespace {
 
+constexpr int maxPlottedPoints = 200000;
+
 // Every numeric option is taken as text and converted here, so that every refusal has the
 // same one-line shape and names the accepted range.
 struct RawOptions {
@@ -33,6 +37,7 @@ struct RawOptions {
     std::string output;
     std::string report;
     std::string plot;
+    std::string plotVariables;
     bool random = false;
     bool levels = false;
     bool metrics = false;
@@ -52,6 +57,7 @@ struct Declared {
     CLI::Option* output;
     CLI::Option* report;
     CLI::Option* plot;
+    CLI::Option* plotVariables;
 };
 
 const char* const footer =
@@ -158,9 +164,16 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                          "Euclidean distances between points (on the levels) and the largest absolute "
                          "correlation between two columns."));
     d.plot = app.add_option("--plot", raw.plot,
-                            wrapped("Write a scatter-plot matrix of every pair of variables to an SVG file "
-                                    "(needs at least 2 variables)."))
+                            wrapped("Write a scatter-plot matrix of every pair of variables, with axes in "
+                                    "the printed scale; the format follows the extension, and .svg (SVG) is "
+                                    "the one supported. Needs at least 2 variables."))
                  ->type_name("FILE.svg");
+    d.plotVariables = app.add_option("--plot-variables", raw.plotVariables,
+                                     wrapped("The variables the --plot matrix shows, by number from 1 to M, in "
+                                             "that order (e.g. 1,3,4). Default: all. A picture of more than " +
+                                             std::to_string(maxPlottedPoints) +
+                                             " points (n times the number of panels) is refused."))
+                          ->type_name("LIST");
     app.add_flag("-q,--quiet", raw.quiet, wrapped("Do not print the search's progress lines."));
     app.set_version_flag("--version", std::string("olhs ") + OLHS_VERSION, "Print the version and exit.");
     app.footer(footer);
@@ -168,6 +181,17 @@ Declared declare(CLI::App& app, RawOptions& raw) {
 }
 
 bool given(const CLI::Option* option) { return option->count() > 0; }
+
+// The extension of the path's last component, compared without regard to case.
+bool hasExtension(const std::string& path, const std::string& extension) {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) {
+        return false;
+    }
+    const std::string found = path.substr(dot);
+    return std::equal(found.begin(), found.end(), extension.begin(), extension.end(),
+                      [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+}
 
 // CLI11 messages are single sentences; keep them on one line whatever they contain.
 std::string oneLine(std::string text) {
@@ -210,6 +234,43 @@ std::string reworded(const std::string& message) {
         }
     }
     return message;
+}
+
+// Counts of panels and points, which can pass 2^64.
+std::string countText(double count) {
+    char text[400];
+    std::snprintf(text, sizeof text, "%.0f", count);
+    return text;
+}
+
+// Every panel draws every point; beyond this many a picture takes long to open, if it opens at all.
+// `chosen` holds the variables asked for (1-based), or is empty for all `count` of them.
+void checkPlotSize(int n, const std::vector<int>& chosen, std::size_t count, const char* option) {
+    const auto panels = [](std::size_t variables) {
+        return static_cast<double>(variables) * static_cast<double>(variables - 1);
+    };
+    if (n * panels(count) <= maxPlottedPoints) {
+        return;
+    }
+    if (n * panels(2) > maxPlottedPoints) {
+        throw UsageError(option, "the design is too large to plot: one pair of variables already draws " +
+                                     countText(n * panels(2)) + " points, more than the " +
+                                     std::to_string(maxPlottedPoints) + " a picture can hold and still open");
+    }
+    // n >= 2 keeps the answer below 317 variables.
+    std::size_t fits = std::min<std::size_t>(count, 317);
+    while (n * panels(fits) > maxPlottedPoints) {
+        --fits;
+    }
+    std::string choice;
+    for (std::size_t k = 0; k < fits; ++k) {
+        choice += (k == 0 ? "" : ",") + std::to_string(chosen.empty() ? static_cast<int>(k) + 1 : chosen[k]);
+    }
+    throw UsageError(option, "a matrix of " + std::to_string(count) + " variables has " + countText(panels(count)) +
+                                 " panels of " + std::to_string(n) + " points, " + countText(n * panels(count)) +
+                                 " in all, more than the " + std::to_string(maxPlottedPoints) +
+                                 " a picture can hold and still open; plot at most " + std::to_string(fits) +
+                                 " variables, e.g. --plot-variables " + choice);
 }
 
 int asInt(long long value) { return static_cast<int>(value); }
@@ -313,6 +374,10 @@ Options check(const RawOptions& raw, const Declared& d) {
         if (raw.plot.empty()) {
             throw UsageError("--plot", "expected a file name, got an empty one");
         }
+        if (!hasExtension(raw.plot, ".svg")) {
+            throw UsageError("--plot", "the picture's format follows the file name: expected a name ending in "
+                                       ".svg (SVG, the one format supported), got '" + raw.plot + "'");
+        }
         if (o.m < 2) {
             throw UsageError("--plot", "plots pairs of variables and needs at least 2, got " + raw.m);
         }
@@ -320,6 +385,17 @@ Options check(const RawOptions& raw, const Declared& d) {
             throw UsageError("--plot", "names the same file as -o ('" + raw.plot + "')");
         }
         o.plot = raw.plot;
+        std::vector<int> chosen;
+        if (given(d.plotVariables)) {
+            chosen = parseNumberList("--plot-variables", raw.plotVariables, o.m);
+        }
+        const std::size_t count = chosen.empty() ? static_cast<std::size_t>(o.m) : chosen.size();
+        checkPlotSize(o.n, chosen, count, chosen.empty() ? "--plot" : "--plot-variables");
+        for (std::size_t k = 0; k < count; ++k) {
+            o.plotVariables.push_back(chosen.empty() ? static_cast<int>(k) : chosen[k] - 1);
+        }
+    } else if (given(d.plotVariables)) {
+        throw UsageError("--plot-variables", "chooses what --plot shows, and --plot was not given");
     }
     o.metrics = raw.metrics;
     o.quiet = raw.quiet;

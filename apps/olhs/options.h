@@ -40,6 +40,7 @@ struct Options {
     std::optional<std::string> reportPrefix;
     bool metrics = false;
     std::string plot;         ///< empty: no plot
+    std::vector<int> plotVariables; ///< 0-based, in the plot's order; all when --plot is given alone
     bool quiet = false;
 };
 

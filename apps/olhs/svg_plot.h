@@ -5,13 +5,15 @@
 #include <cstdio>
 
 #include "design.h"
+#include "options.h"
 
 namespace olhs_cli {
 
-/// Panel (row r, column c) plots variable c across against variable r up, for every
-/// r != c; the diagonal names the variables. Points sit on the grid of the n levels.
-/// Needs m >= 2.
-void writeScatterMatrix(std::FILE* out, const Design& design);
+/// Shows the options' plotVariables (at least 2) in that order: panel (row r, column c)
+/// plots the c-th across against the r-th up, for every r != c; the diagonal names the
+/// variables. Points sit on the grid of the n levels; the axes' ticks are labelled in the
+/// scale the design is printed in (unit, levels or bounds).
+void writeScatterMatrix(std::FILE* out, const Design& design, const Options& options);
 
 } // namespace olhs_cli
 

@@ -1,5 +1,6 @@
 #include "values.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -97,6 +98,38 @@ std::vector<Interval> parseBounds(const std::string& option, const std::string& 
         start = comma + 1;
     }
     return bounds;
+}
+
+std::vector<int> parseNumberList(const std::string& option, const std::string& text, int count) {
+    std::vector<int> numbers;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = text.find(',', start);
+        const std::string item = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        long long value = 0;
+        try {
+            value = parseInteger(option, item, 1, count);
+        } catch (const UsageError&) {
+            throw UsageError(option, "expected variable numbers from 1 to " + std::to_string(count) +
+                                         " separated by commas (e.g. 1,2), got " + quoted(item) + " in " +
+                                         quoted(text));
+        }
+        numbers.push_back(static_cast<int>(value));
+        if (comma == std::string::npos) {
+            break;
+        }
+        start = comma + 1;
+    }
+    std::vector<int> sorted = numbers;
+    std::sort(sorted.begin(), sorted.end());
+    const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+    if (twice != sorted.end()) {
+        throw UsageError(option, "variable " + std::to_string(*twice) + " is given twice in " + quoted(text));
+    }
+    if (numbers.size() < 2) {
+        throw UsageError(option, "a scatter-plot matrix needs at least 2 variables, got " + quoted(text));
+    }
+    return numbers;
 }
 
 } // namespace olhs_cli

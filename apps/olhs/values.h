@@ -26,6 +26,10 @@ struct Interval {
 /// "LO:HI[,LO:HI...]": finite numbers with LO < HI in every pair.
 std::vector<Interval> parseBounds(const std::string& option, const std::string& text);
 
+/// "A,B,...": distinct whole numbers from 1 to `count`, at least two of them, in the
+/// order given.
+std::vector<int> parseNumberList(const std::string& option, const std::string& text, int count);
+
 } // namespace olhs_cli
 
 #endif

@@ -165,6 +165,18 @@ class Formats(CommandTest):
             self.assertTrue(line.endswith("none (one variable)") or is_shortest(line.split(": ")[1]), line)
         self.assertRefused(["-n", "5", "-m", "2", "--time-limit", "-1"], "from 0 to 1.7e+308")
 
+    def test_json_text_keeps_its_layout_and_number_forms(self):
+        args = ("-n", "4", "-m", "2", "--random", "--bounds=0:1e15,-1.5e10:2")
+        rows = parse(self.ok(*args)[0])[1]
+        text = self.ok(*args, "--format", "json")[0]
+        # Whole numbers without ".0", exponents where they are shorter, as in CSV.
+        self.assertIn('  "bounds": [[0, 1e+15], [-1.5e+10, 2]],\n', text)
+        self.assertEqual(text.split('  "design": [\n')[1],
+                         ",\n".join("    [%s]" % ", ".join(row) for row in rows) + "\n  ]\n}\n")
+        self.assertTrue(text.startswith('{\n  "n": 4,\n  "m": 2,\n  "seed": 20261123,\n  "default_seed": true,\n'
+                                        '  "settings": {\n    "optimised": false\n  },\n  "phi_p": '), text)
+        self.assertNotIn(".0,", text)
+
     def test_json_records_seed_limits_and_levels(self):
         doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77",
                                  "--max-iterations", "40", "--stall-iterations", "7", "--min-iterations", "3",
@@ -469,12 +481,16 @@ class Report(CommandTest):
 
 
 class Plot(CommandTest):
-    def check_plot(self, name, levels):
-        """A scatter matrix: one panel per ordered pair of variables, one point per design point."""
+    def check_plot(self, name, levels, variables=None):
+        """A scatter matrix of the variables (0-based, all by default) in that order: one panel
+        per ordered pair of them, one point per design point."""
         n, m = len(levels), len(levels[0])
+        variables = list(range(m)) if variables is None else variables
         root = ET.parse(self.path(name)).getroot()
         self.assertEqual(root.tag, SVG + "svg")
         self.assertTrue({"width", "height", "viewBox"} <= set(root.attrib))
+        labels = [g.find(SVG + "text").text for g in root.iter(SVG + "g") if g.get("class") == "label"]
+        self.assertEqual(labels, ["x%d" % (j + 1) for j in variables])
         panels = [g for g in root.iter(SVG + "g") if g.get("class") == "panel"]
         seen = set()
         for panel in panels:
@@ -488,10 +504,89 @@ class Plot(CommandTest):
             self.assertEqual((len(xs), len(ys)), (n, n))
             for k in range(n):
                 self.assertAlmostEqual(xs[k], xs[0] + k * (xs[-1] - xs[0]) / (n - 1), delta=0.002)
-            self.assertEqual(sorted((xs.index(x) + 1, ys.index(y) + 1) for x, y in circles),
+            column, row = {x: k + 1 for k, x in enumerate(xs)}, {y: k + 1 for k, y in enumerate(ys)}
+            self.assertEqual(sorted((column[x], row[y]) for x, y in circles),
                              sorted((row[across], row[up]) for row in levels))
-        self.assertEqual(len(panels), m * (m - 1))
-        self.assertEqual(seen, {(a, b) for a in range(m) for b in range(m) if a != b})
+        self.assertEqual(len(panels), len(variables) * (len(variables) - 1))
+        self.assertEqual(seen, {(a, b) for a in variables for b in variables if a != b})
+        return root
+
+    def check_axes(self, root, scales):
+        """Every shown variable's axes carry a few ticks in its printed scale (scales[j] = (LO, HI)
+        of variable j), at the places the points of those values take; returns the labels."""
+        def shift(panel):
+            a, b = panel.get("transform")[len("translate("):-1].split()
+            return float(a), float(b)
+
+        panels = {}
+        for panel in root.iter(SVG + "g"):
+            if panel.get("class") == "panel":
+                title = panel.find(SVG + "title").text.split()
+                dx, dy = shift(panel)
+                circles = [(dx + float(c.get("cx")), dy + float(c.get("cy"))) for c in panel.findall(SVG + "circle")]
+                panels.setdefault(("x", int(title[0][1:]) - 1), [x for x, _ in circles])
+                panels.setdefault(("y", int(title[2][1:]) - 1), [-y for _, y in circles])  # up is -y
+        found = {}
+        for axis in root.iter(SVG + "g"):
+            if axis.get("class") not in ("x-axis", "y-axis"):
+                continue
+            key = (axis.get("class")[0], int(axis.find(SVG + "title").text[1:]) - 1)
+            texts = axis.findall(SVG + "text")
+            labels = [t.text for t in texts]
+            found[key] = labels
+            lo, hi = scales[key[1]]
+            values = [float(label) for label in labels]
+            self.assertTrue(2 <= len(labels) <= 6, (key, labels))
+            self.assertTrue(all(is_shortest(label) for label in labels), labels)
+            self.assertEqual(values, sorted(values))
+            self.assertTrue(lo <= values[0] and values[-1] <= hi, (key, labels, lo, hi))
+            # Level 1 (LO) and level n (HI) lie at the extreme points of the panels.
+            first, last = min(panels[key]), max(panels[key])
+            for text, value in zip(texts, values):
+                place = float(text.get("x")) if key[0] == "x" else -float(text.get("y"))
+                along = (value / 2 - lo / 2) / (hi / 2 - lo / 2)  # halves: hi - lo may overflow
+                self.assertAlmostEqual(place, first + along * (last - first), delta=0.01,
+                                       msg=(key, text.text))
+        self.assertEqual(set(found), {(a, j) for a in "xy" for j in scales})
+        return found
+
+    def test_axes_show_the_printed_scale(self):
+        self.ok("-n", "20", "-m", "2", "--quiet", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {0: (0, 1), 1: (0, 1)})
+        self.assertEqual(labels[("x", 0)], ["0", "0.2", "0.4", "0.6", "0.8", "1"])
+        self.assertEqual(labels[("x", 0)], labels[("y", 1)])
+        self.ok("-n", "20", "-m", "3", "--quiet", "--levels", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 20) for j in range(3)})
+        self.assertTrue(all(label.isdigit() for axis in labels.values() for label in axis), labels)
+        self.ok("-n", "3", "-m", "2", "--quiet", "--levels", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 3) for j in range(2)})
+        self.assertEqual(labels[("y", 0)], ["1", "2", "3"])
+        bounds = [(-1, 1), (100, 1e3), (0, 0.1), (0.001, 0.0013), (12345, 12346), (-1.7e308, 1.7e308),
+                  (1, 1.0000000000000002), (3e-300, 7e-300)]
+        text = ",".join("%r:%r" % pair for pair in bounds)
+        labels = {}
+        for chosen in ("1,2,3,4", "5,6,7,8"):
+            self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables",
+                    chosen)
+            shown = [int(j) - 1 for j in chosen.split(",")]
+            labels.update(self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: bounds[j] for j in shown}))
+        self.assertEqual(labels[("x", 0)], ["-1", "-0.5", "0", "0.5", "1"])
+        self.assertEqual(labels[("x", 1)], ["200", "400", "600", "800", "1000"])
+        self.assertEqual(labels[("y", 2)], ["0", "0.02", "0.04", "0.06", "0.08", "0.1"])
+        self.assertEqual(labels[("x", 3)], ["0.001", "0.0011", "0.0012", "0.0013"])
+        self.assertEqual(labels[("x", 7)], ["3e-300", "4e-300", "5e-300", "6e-300", "7e-300"])
+        self.assertEqual(labels[("x", 5)], ["-1e+308", "0", "1e+308"])
+        # Without two round values that fit between them, the ends.
+        self.assertEqual(labels[("x", 6)], ["1", "1.0000000000000002"])
+        # Round values: few digits, evenly spaced.
+        for j in (0, 1, 2, 3, 4, 7):
+            values = [float(label) for label in labels[("x", j)]]
+            self.assertTrue(all(significant_digits(label) <= 6 for label in labels[("x", j)]), labels[("x", j)])
+            self.assertTrue(all(math.isclose(b - a, values[1] - values[0]) for a, b in zip(values, values[1:])))
+        # Only the chosen variables, each with its own scale.
+        self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables", "5,1")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {4: bounds[4], 0: bounds[0]})
+        self.assertEqual(labels[("y", 0)], ["-1", "-0.5", "0", "0.5", "1"])
 
     def test_scatter_matrix(self):
         for n, m in [(20, 4), (5, 2)]:
@@ -501,6 +596,47 @@ class Plot(CommandTest):
         self.ok("-n", "7", "-m", "3", "--random", "--levels", "-o", "d.csv", "--plot", "p.svg")
         self.assertEqual(self.files(), ["d.csv", "p.svg"])
         self.check_plot("p.svg", [[int(x) for x in row] for row in parse(self.read("d.csv"))[1]])
+        # The extension names the format, in either case.
+        self.ok("-n", "5", "-m", "2", "--random", "--levels", "--plot", "P.SVG")
+        self.assertEqual(ET.parse(self.path("P.SVG")).getroot().tag, SVG + "svg")
+
+    def test_plot_variables_pick_the_matrix(self):
+        out = self.ok("-n", "9", "-m", "5", "--quiet", "--levels", "--plot", "p.svg", "--plot-variables", "4,2,5")[0]
+        self.check_plot("p.svg", [[int(x) for x in row] for row in parse(out)[1]], [3, 1, 4])
+        self.assertEqual(len(parse(out)[0]), 5)  # the design keeps every variable
+
+    def test_pictures_too_large_to_open_are_refused(self):
+        self.write("p.svg", "precious\n")
+        # 10 variables make 90 panels of 3000 points: 270000. Eight variables fit (168000), nine do not.
+        status, _, err = self.olhs("-n", "3000", "-m", "10", "--random", "--plot", "p.svg")
+        self.assertEqual(status, 2, err)
+        self.assertTrue(err.startswith("olhs: --plot: ") and err.count("\n") == 1, err)
+        self.assertIn("270000", err)
+        self.assertTrue(err.endswith(" --plot-variables 1,2,3,4,5,6,7,8\n"), err)
+        self.assertEqual((self.read("p.svg"), self.files()), ("precious\n", ["p.svg"]))
+        # A choice that is too large is cut down in the order given.
+        self.assertRefused(["-n", "3000", "-m", "10", "--random", "--plot", "p.svg", "--plot-variables",
+                            "10,9,8,7,6,5,4,3,2"], "olhs: --plot-variables: ", "216000",
+                           "--plot-variables 10,9,8,7,6,5,4,3\n")
+        out = self.ok("-n", "3000", "-m", "10", "--random", "--levels", "--plot", "p.svg", "--plot-variables",
+                      "10,9,8,7,6,5,4,3")[0]
+        self.check_plot("p.svg", [[int(x) for x in row] for row in parse(out)[1]], list(range(9, 1, -1)))
+        # Exactly at the limit is fine; one point more and not even a pair fits.
+        self.ok("-n", "100000", "-m", "2", "--random", "--plot", "p.svg", "-o", "d.csv")
+        self.write("p.svg", "precious\n")
+        self.assertRefused(["-n", "100001", "-m", "3", "--random", "--plot", "p.svg", "--plot-variables", "1,3"],
+                           "olhs: --plot-variables: the design is too large to plot", "200002")
+        self.assertRefused(["-n", "100001", "-m", "2", "--random", "--plot", "p.svg"],
+                           "olhs: --plot: the design is too large to plot")
+        self.assertEqual(self.read("p.svg"), "precious\n")
+        self.assertEqual(self.files(), ["d.csv", "p.svg"])
+
+    def test_other_picture_formats_are_refused_and_the_file_kept(self):
+        for name in ("picture.png", "picture"):
+            self.write(name, "precious\n")
+            self.assertRefused(["-n", "5", "-m", "2", "--plot", name], "olhs: --plot: ", ".svg", name)
+            self.assertEqual(self.read(name), "precious\n")
+        self.assertEqual(self.files(), ["picture", "picture.png"])
 
 
 class BadInput(CommandTest):
@@ -544,8 +680,24 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "-o", "no/such/dir/d.csv"], "-o", "writable directory"),
         (["-n", "5", "-m", "2", "--report", "no/such/dir/r_"], "--report", "writable directory"),
         (["-n", "5", "-m", "2", "--plot", "no/such/dir/p.svg"], "--plot", "writable directory"),
-        (["-n", "5", "-m", "2", "-o", "same.csv", "--plot", "same.csv"], "--plot", "same file"),
+        (["-n", "5", "-m", "2", "-o", "same.svg", "--plot", "same.svg"], "--plot", "same file"),
         (["-n", "5", "-m", "1", "--random", "--plot", "p.svg"], "--plot", "at least 2"),
+        (["-n", "5", "-m", "3", "--plot-variables", "1,2"], "--plot-variables", "--plot was not given"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,4"], "--plot-variables",
+         "from 1 to 3 separated by commas (e.g. 1,2), got '4' in '1,4'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "0,1"], "--plot-variables", "got '0'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,,2"], "--plot-variables", "got ''"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1,x"], "--plot-variables", "got 'x'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "1.5,2"], "--plot-variables", "got '1.5'"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "2,1,2"], "--plot-variables",
+         "variable 2 is given twice"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", "3"], "--plot-variables", "at least 2"),
+        (["-n", "5", "-m", "3", "--plot", "p.svg", "--plot-variables", ""], "--plot-variables", "got '' in ''"),
+        (["-n", "5", "-m", "2", "--plot", "p.png"], "--plot", "ending in .svg (SVG, the one format supported)"),
+        (["-n", "5", "-m", "2", "--plot", "plot"], "--plot", "ending in .svg"),
+        (["-n", "5", "-m", "2", "--plot", "p.svg.txt"], "--plot", "got 'p.svg.txt'"),
+        (["-n", "5", "-m", "2", "--plot", "d.svg/p"], "--plot", "ending in .svg"),
+        (["-n", "5", "-m", "2", "--plot", ".svg/"], "--plot", "ending in .svg"),
         (["-n", "5", "-m", "2", "--bogus"], "olhs: --bogus: unknown option (see olhs --help)", ""),
         (["-n", "5", "-m", "2", "stray"], "olhs: 'stray': unexpected argument", "(see olhs --help)"),
         (["-n", "5", "-m", "2", "stray", "other"], ": unexpected argument", "(see olhs --help)"),
@@ -602,7 +754,7 @@ class HelpAndVersion(CommandTest):
         self.assertEqual((status, err), (0, ""))
         for option in ("-n --points -m --variables --random --seed --max-iterations --stall-iterations "
                        "--min-iterations --time-limit --convergence --bounds --levels --format -o --output --report "
-                       "--metrics --plot --quiet --help --version").split():
+                       "--metrics --plot --plot-variables --quiet --help --version").split():
             self.assertIn(option, out)
         flat = " ".join(out.split())  # descriptions are wrapped
         for text in ("nothing to optimise", "Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
