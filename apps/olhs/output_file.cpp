@@ -41,7 +41,7 @@ void installHandlersOnce() {
         return;
     }
     installed = true;
-    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
         struct sigaction action {};
         action.sa_handler = removePendingAndReraise;
         sigemptyset(&action.sa_mask);

@@ -437,27 +437,30 @@ class OutputFile(CommandTest):
         self.assertEqual(os.listdir(self.path("adir")), [])
 
     def test_interrupted_run_leaves_no_trace(self):
-        self.write("design.csv", "precious\n")
-        # A search that never stalls nor reaches its limit.
-        proc = subprocess.Popen([OLHS, "-n", "30", "-m", "8", "-o", "design.csv", "--max-iterations", "2000000000",
-                                 "--stall-iterations", "2000000000", "--convergence", "0"],
-                                cwd=self.dir, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
-                                stdin=subprocess.DEVNULL)
-        try:
-            # The first progress line comes once the search runs and the temporary file exists.
-            first = proc.stderr.readline().decode()
-            self.assertTrue(first.startswith("Iteration #: 000"), first)
-            self.assertEqual(len(self.files()), 2, self.files())
-            proc.send_signal(signal.SIGTERM)
-            proc.wait(timeout=60)
-        finally:
-            if proc.poll() is None:
-                proc.kill()
-                proc.wait()
-            proc.stderr.close()
-        self.assertEqual(proc.returncode, -signal.SIGTERM)
-        self.assertEqual(self.read("design.csv"), "precious\n")
-        self.assertEqual(self.files(), ["design.csv"])
+        # SIGPIPE stands for a reader of standard output that went away (`olhs ... | head`).
+        for sig in (signal.SIGTERM, signal.SIGPIPE):
+            with self.subTest(signal=sig.name):
+                self.write("design.csv", "precious\n")
+                # A search that never stalls nor reaches its limit.
+                proc = subprocess.Popen([OLHS, "-n", "30", "-m", "8", "-o", "design.csv", "--max-iterations",
+                                         "2000000000", "--stall-iterations", "2000000000", "--convergence", "0"],
+                                        cwd=self.dir, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                                        stdin=subprocess.DEVNULL)
+                try:
+                    # The first progress line comes once the search runs and the temporary file exists.
+                    first = proc.stderr.readline().decode()
+                    self.assertTrue(first.startswith("Iteration #: 000"), first)
+                    self.assertEqual(len(self.files()), 2, self.files())
+                    proc.send_signal(sig)
+                    proc.wait(timeout=60)
+                finally:
+                    if proc.poll() is None:
+                        proc.kill()
+                        proc.wait()
+                    proc.stderr.close()
+                self.assertEqual(proc.returncode, -sig)
+                self.assertEqual(self.read("design.csv"), "precious\n")
+                self.assertEqual(self.files(), ["design.csv"])
 
 
 class Report(CommandTest):
