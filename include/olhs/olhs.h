@@ -12,5 +12,6 @@
 #include "olhs/Report.h"
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
+#include "olhs/optimize.h"
 
 #endif

@@ -47,13 +47,15 @@ struct InnerCounters {
 template <class State>
 class Search {
 public:
-    Search(State state, RandomStream& stream, double threshold)
+    /// A search from the state, drawing from `stream`. The candidates per inner iteration
+    /// and the inner iterations per outer one follow the classic rules of n unless given.
+    Search(State state, RandomStream& stream, double threshold, int candidates = 0, int inner = 0)
         : state_(std::move(state)),
           stream_(&stream),
           n_(state_.points()),
           m_(state_.variables()),
-          J_(candidatesPerIteration(n_)),
-          M_(innerIterations(n_)),
+          J_(candidates > 0 ? candidates : candidatesPerIteration(n_)),
+          M_(inner > 0 ? inner : innerIterations(n_)),
           threshold_(threshold) {}
 
     State& state() { return state_; }

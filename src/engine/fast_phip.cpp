@@ -31,13 +31,13 @@ namespace {
 constexpr int plainSumBelow = 240;
 } // namespace
 
-template <class Dist>
-bool FastPhip<Dist>::fits(int n, int m) {
-    return maxCityBlockDistance(n, m) <= static_cast<std::int64_t>(std::numeric_limits<Dist>::max());
+template <class Dist, int Exponent>
+bool FastPhip<Dist, Exponent>::fits(int n, int m) {
+    return maxMeasure(n, m, Exponent) <= static_cast<std::int64_t>(std::numeric_limits<Dist>::max());
 }
 
-template <class Dist>
-FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
+template <class Dist, int Exponent>
+FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
     : levels_(std::move(levels)), table_(std::move(table)), sums_(table_->values(), plainSumBelow) {
     const int n = levels_.points();
     const std::size_t size = static_cast<std::size_t>(n);
@@ -48,7 +48,7 @@ FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
             Dist* row = d_.data() + i * size;
             const std::int32_t xi = x[i];
             for (int j = i + 1; j < n; ++j) {
-                row[j] = static_cast<Dist>(row[j] + std::abs(xi - x[j]));
+                row[j] = static_cast<Dist>(row[j] + lift<Exponent>(xi - x[j]));
             }
         }
     }
@@ -61,14 +61,14 @@ FastPhip<Dist>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
     resum();
 }
 
-template <class Dist>
-double FastPhip<Dist>::incremental(double added, double removed) const {
+template <class Dist, int Exponent>
+double FastPhip<Dist, Exponent>::incremental(double added, double removed) const {
     const double p = table_->p();
     return std::pow((std::pow(phip_, p) + added) - removed, 1.0 / p);
 }
 
-template <class Dist>
-double FastPhip<Dist>::judge(int c, int a, int b) const {
+template <class Dist, int Exponent>
+double FastPhip<Dist, Exponent>::judge(int c, int a, int b) const {
     const int n = points();
     const std::int32_t* x = levels_.column(c);
     const Dist* rowA = d_.data() + static_cast<std::size_t>(a) * n;
@@ -80,7 +80,7 @@ double FastPhip<Dist>::judge(int c, int a, int b) const {
         if (k == a || k == b) {
             continue;
         }
-        const std::int64_t delta = std::abs(x[b] - x[k]) - std::abs(x[a] - x[k]);
+        const std::int64_t delta = lift<Exponent>(x[b] - x[k]) - lift<Exponent>(x[a] - x[k]);
         added = (added + terms[static_cast<std::size_t>(rowA[k] + delta)]) + terms[static_cast<std::size_t>(rowB[k] - delta)];
         removed = (removed + terms[rowA[k]]) + terms[rowB[k]];
     }
@@ -92,8 +92,8 @@ double FastPhip<Dist>::judge(int c, int a, int b) const {
 // The points of the candidates split the loop into runs where no candidate skips a point;
 // at a candidate's own two points its terms come from the table's zero slot, and adding
 // 0.0 changes nothing.
-template <class Dist>
-void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::judgeFour(int c, const Pair* pairs, double* sums) const {
     constexpr int lanes = 4;
     const int n = points();
     const std::int32_t* x = levels_.column(c);
@@ -123,7 +123,7 @@ void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
         for (int l = 0; l < lanes; ++l) {
             const std::size_t oldA = rowA[l][k];
             const std::size_t oldB = rowB[l][k];
-            const std::ptrdiff_t delta = std::abs(xb[l] - xk) - std::abs(xa[l] - xk);
+            const std::ptrdiff_t delta = lift<Exponent>(xb[l] - xk) - lift<Exponent>(xa[l] - xk);
             std::size_t newA = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldA) + delta);
             std::size_t newB = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(oldB) - delta);
             std::size_t goneA = oldA;
@@ -155,8 +155,8 @@ void FastPhip<Dist>::judgeFour(int c, const Pair* pairs, double* sums) const {
     }
 }
 
-template <class Dist>
-Choice FastPhip<Dist>::best(int c, const std::vector<Pair>& pairs) const {
+template <class Dist, int Exponent>
+Choice FastPhip<Dist, Exponent>::best(int c, const std::vector<Pair>& pairs) const {
     const int count = static_cast<int>(pairs.size());
     const double p = table_->p();
     const double inverse = 1.0 / p;
@@ -214,8 +214,8 @@ Choice FastPhip<Dist>::best(int c, const std::vector<Pair>& pairs) const {
     return chosen;
 }
 
-template <class Dist>
-void FastPhip<Dist>::exchange(int c, int a, int b) {
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::exchange(int c, int a, int b) {
     const int n = points();
     const std::size_t size = static_cast<std::size_t>(n);
     const std::int32_t* x = levels_.column(c);
@@ -228,7 +228,7 @@ void FastPhip<Dist>::exchange(int c, int a, int b) {
         if (k == a || k == b) {
             continue;
         }
-        const std::int32_t delta = std::abs(xb - x[k]) - std::abs(xa - x[k]);
+        const std::int32_t delta = lift<Exponent>(xb - x[k]) - lift<Exponent>(xa - x[k]);
         rowA[k] = static_cast<Dist>(rowA[k] + delta);
         rowB[k] = static_cast<Dist>(rowB[k] - delta);
         d_[k * size + a] = rowA[k];
@@ -238,13 +238,14 @@ void FastPhip<Dist>::exchange(int c, int a, int b) {
     levels_.exchange(c, a, b);
 }
 
-template <class Dist>
-void FastPhip<Dist>::resum() {
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::resum() {
     phip_ = std::pow(sums_.sum(d_.data(), points()), 1.0 / table_->p());
 }
 
-template class FastPhip<std::uint16_t>;
-template class FastPhip<std::uint32_t>;
+template class FastPhip<std::uint16_t, 1>;
+template class FastPhip<std::uint32_t, 1>;
+template class FastPhip<std::uint32_t, 2>;
 
 } // namespace engine
 } // namespace olhs

@@ -15,14 +15,31 @@
 namespace olhs {
 namespace engine {
 
-/// phi_p (city-block distances, exponent p) of a design held as whole-number levels, with
-/// every distance kept as an integer of type Dist (16 bits where m (n - 1) allows).
+/// |d| for city-block distances, d^2 for squared Euclidean ones: a pair's share of one
+/// variable in the integer measure the criterion keeps.
+template <int Exponent>
+inline std::int32_t lift(std::int32_t d) {
+    static_assert(Exponent == 1 || Exponent == 2, "city-block or squared Euclidean");
+    return Exponent == 1 ? (d < 0 ? -d : d) : d * d;
+}
+
+/// Largest measure two points of a Latin design of n points in m variables can have:
+/// m (n - 1) city-block, m (n - 1)^2 squared Euclidean.
+inline std::int64_t maxMeasure(int n, int m, int exponent) {
+    const std::int64_t span = n > 0 ? n - 1 : 0;
+    return static_cast<std::int64_t>(m) * (exponent == 1 ? span : span * span);
+}
+
+/// phi_p of a design held as whole-number levels, with every pair's measure kept as an
+/// integer of type Dist: the city-block distance (Exponent 1; 16 bits where m (n - 1)
+/// allows) or the squared Euclidean distance (Exponent 2). The table gives each measure's
+/// term: d^-p, or s^(-p/2) for a squared distance s.
 ///
 /// Every value it produces has the bits of the straightforward double computation: the
 /// full sum in pair order, the incremental value of an exchange (new terms added to
 /// phi_p^p, old ones taken away) and the re-sum after a move. The speed comes from integer
 /// distances, tabulated terms, candidates judged side by side, and an exact re-sum.
-template <class Dist>
+template <class Dist, int Exponent = 1>
 class FastPhip {
 public:
     /// The criterion of the design, computed in full.
@@ -64,8 +81,9 @@ private:
     double phip_ = 0.0;
 };
 
-extern template class FastPhip<std::uint16_t>;
-extern template class FastPhip<std::uint32_t>;
+extern template class FastPhip<std::uint16_t, 1>;
+extern template class FastPhip<std::uint32_t, 1>;
+extern template class FastPhip<std::uint32_t, 2>;
 
 } // namespace engine
 } // namespace olhs

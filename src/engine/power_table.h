@@ -9,13 +9,15 @@
 namespace olhs {
 namespace engine {
 
-/// d^-p for every whole distance d from 0 to a bound, each value made by the very pow call
-/// it replaces, so a lookup gives the same bits as the call. One slot past the bound holds
+/// d^-p for every whole distance d from 0 to a bound (or s^(-p/2) for every squared
+/// distance s), each value made by the very pow call it replaces, so a lookup gives the
+/// same bits as the call. One slot past the bound holds
 /// 0.0: adding it changes no sum, which lets the kernels mask terms without branching.
 class PowerTable {
 public:
     PowerTable() = default;
-    PowerTable(double p, std::int64_t maxDistance);
+    /// Terms d^(-p / exponent) for d from 0 to maxDistance.
+    PowerTable(double p, std::int64_t maxDistance, int exponent = 1);
 
     /// The exponent p.
     double p() const { return p_; }
@@ -36,11 +38,12 @@ public:
                 return values_[whole];
             }
         }
-        return std::pow(d, -p_);
+        return std::pow(d, -(p_ / exponent_));
     }
 
 private:
     double p_ = 50.0;
+    int exponent_ = 1;
     std::vector<double> values_;
 };
 

@@ -14,10 +14,10 @@ namespace engine {
 /// What a search changes under the fast criterion: the current design, and the best one
 /// as levels and value. The best design's levels are brought up to date by replaying the
 /// exchanges accepted since it was last kept, not by copying the current design each time.
-template <class Dist>
+template <class Dist, int Exponent = 1>
 class FastSearchState {
 public:
-    FastSearchState(FastPhip<Dist> current, Levels bestLevels, double bestPhip)
+    FastSearchState(FastPhip<Dist, Exponent> current, Levels bestLevels, double bestPhip)
         : current_(std::move(current)), bestLevels_(std::move(bestLevels)), bestPhip_(bestPhip) {}
 
     int points() const { return current_.points(); }
@@ -26,7 +26,7 @@ public:
     double bestPhip() const { return bestPhip_; }
     /// Replaces the current value (a design may carry one that drifted from its distances).
     void setCurrentPhip(double value) { current_.setPhip(value); }
-    const FastPhip<Dist>& current() const { return current_; }
+    const FastPhip<Dist, Exponent>& current() const { return current_; }
 
     Choice best(int column, const std::vector<Pair>& pairs) const { return current_.best(column, pairs); }
 
@@ -71,7 +71,7 @@ private:
         int b;
     };
 
-    FastPhip<Dist> current_;
+    FastPhip<Dist, Exponent> current_;
     Levels bestLevels_;
     double bestPhip_;
     bool bestFollowsCurrent_ = false;

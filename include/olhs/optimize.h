@@ -1,0 +1,81 @@
+#ifndef OLHS_OPTIMIZE_H
+#define OLHS_OPTIMIZE_H
+
+// The optimiser: optimal Latin hypercubes from independent restarts of the evolutionary
+// search on all cores. Separate from the classes of olhs.h, which keep their own interface.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "olhs/export.h"
+
+namespace olhs {
+
+/// Distance between points in the phi_p criterion.
+enum class Metric { CityBlock, Euclidean };
+
+/// Where level k of n lands in [0, 1].
+enum class Placement {
+    Centered, ///< (k - 0.5) / n, the middle of its cell
+    Grid,     ///< (k - 1) / (n - 1), as OptimalLatinHypercubeDOE places it
+    Jittered  ///< uniform within its cell [(k - 1) / n, k / n), seeded
+};
+
+/// Why the optimiser stopped.
+enum class StopReason {
+    Iterations, ///< every restart ran its iterations
+    TimeBudget, ///< the time budget ran out
+    Cancelled   ///< the progress callback returned false
+};
+
+/// What the progress callback is told, after each outer iteration of a restart.
+struct Progress {
+    int restart;           ///< restart that reports, from 0
+    long iteration;        ///< its outer iterations so far
+    double bestPhip;       ///< best phi_p of all restarts so far
+    double elapsedSeconds; ///< since optimize() began
+};
+
+/// Settings of optimize(); every field has a default.
+struct Options {
+    std::uint64_t seed = 1;          ///< the same seed and settings give the same design
+    int restarts = 2;                ///< independent searches; the best design wins
+    int threads = 0;                 ///< 0: all cores
+    long iterations = 200;           ///< outer iterations per restart; 0: until the time budget
+    double timeBudget = 0.0;         ///< seconds for the whole run (steady clock); 0: none
+    Metric metric = Metric::CityBlock;
+    double p = 50.0;                 ///< exponent of phi_p
+    Placement placement = Placement::Centered;
+    /// Called from the worker threads, one call at a time; returning false cancels.
+    std::function<bool(const Progress&)> progress;
+};
+
+/// The design and what is known of it.
+struct Result {
+    int points = 0;                 ///< n
+    int variables = 0;              ///< m
+    std::vector<int> levels;        ///< n x m, row after row, each column a permutation of 1..n
+    std::vector<double> design;     ///< the levels placed in [0, 1], row after row
+    double phip = 0.0;              ///< phi_p of the levels under the chosen metric and p
+    double minCityBlock = 0.0;      ///< smallest city-block distance between two points (levels)
+    double minEuclidean = 0.0;      ///< smallest Euclidean distance between two points (levels)
+    long iterations = 0;            ///< outer iterations run, over all restarts
+    int restarts = 0;               ///< restarts that ran
+    StopReason stopReason = StopReason::Iterations;
+    double seconds = 0.0;           ///< wall time of the run
+};
+
+/// An optimal Latin hypercube of n points in m variables. Throws std::invalid_argument
+/// naming the option and its accepted range when a setting is out of range. With a fixed
+/// number of restarts and no time budget the result is the same bits for any number of
+/// threads; with a time budget it depends on how far each restart got.
+OLHS_API Result optimize(int n, int m, const Options& options = Options());
+
+/// Name of a stop reason, for messages: "iterations", "time budget", "cancelled".
+OLHS_API std::string toString(StopReason reason);
+
+} // namespace olhs
+
+#endif

@@ -1,0 +1,211 @@
+#include "engine/multistart.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "engine/ese.h"
+#include "engine/fast_phip.h"
+#include "engine/power_table.h"
+#include "engine/random_stream.h"
+#include "engine/search_state.h"
+
+namespace olhs {
+namespace engine {
+
+namespace {
+
+std::uint64_t splitmix64(std::uint64_t x) {
+    x += 0x9E3779B97F4A7C15u;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9u;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBu;
+    return x ^ (x >> 31);
+}
+
+// What the threads of one run share: the restart to take next, the best value so far for
+// the progress reports, and whether to stop.
+struct Shared {
+    std::atomic<int> next{0};
+    std::atomic<bool> stop{false};
+    std::atomic<bool> timedOut{false};
+    std::atomic<bool> cancelled{false};
+    std::mutex reporting;
+    double bestSoFar = 0.0;
+    bool anyBest = false;
+};
+
+struct RestartResult {
+    Levels levels;
+    double phip = 0.0;
+    long iterations = 0;
+    bool ran = false;
+};
+
+template <class Dist, int Exponent>
+RestartResult runRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
+                         Shared& shared) {
+    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
+    Levels start = randomLatin(plan.points, plan.variables, stream);
+    FastPhip<Dist, Exponent> current(start, table);
+    const double phip = current.phip();
+    Search<FastSearchState<Dist, Exponent> > search(FastSearchState<Dist, Exponent>(std::move(current), start, phip),
+                                                    stream, 0.005 * phip, 0, plan.innerIterations);
+    RestartResult result;
+    result.ran = true;
+    while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
+        if (std::chrono::steady_clock::now() >= plan.deadline) {
+            shared.timedOut = true;
+            shared.stop = true;
+            break;
+        }
+        search.outerIteration();
+        ++result.iterations;
+        const std::lock_guard<std::mutex> lock(shared.reporting);
+        const double best = search.state().bestPhip();
+        if (!shared.anyBest || best < shared.bestSoFar) {
+            shared.bestSoFar = best;
+            shared.anyBest = true;
+        }
+        // No call once the run is cancelled or out of time, even from a restart that
+        // waited for the lock meanwhile.
+        if (plan.onIteration && !shared.stop.load() &&
+            !plan.onIteration(restart, result.iterations, shared.bestSoFar)) {
+            shared.cancelled = true;
+            shared.stop = true;
+        }
+    }
+    result.levels = search.state().bestLevels();
+    result.phip = search.state().bestPhip();
+    return result;
+}
+
+template <class Dist, int Exponent>
+std::shared_ptr<const PowerTable> tableFor(const MultistartPlan& plan) {
+    return std::make_shared<const PowerTable>(plan.p, maxMeasure(plan.points, plan.variables, Exponent), Exponent);
+}
+
+template <class Dist, int Exponent>
+MultistartOutcome runAlone(const MultistartPlan& plan, int restart) {
+    MultistartPlan alone = plan;
+    alone.deadline = std::chrono::steady_clock::time_point::max();
+    alone.onIteration = nullptr;
+    Shared shared;
+    RestartResult result = runRestart<Dist, Exponent>(alone, restart, tableFor<Dist, Exponent>(plan), shared);
+    MultistartOutcome outcome;
+    outcome.levels = std::move(result.levels);
+    outcome.phip = result.phip;
+    outcome.iterations = result.iterations;
+    outcome.restarts = 1;
+    return outcome;
+}
+
+template <class Dist, int Exponent>
+MultistartOutcome runWith(const MultistartPlan& plan) {
+    const auto table = tableFor<Dist, Exponent>(plan);
+    std::vector<RestartResult> results(static_cast<std::size_t>(plan.restarts));
+    Shared shared;
+    std::exception_ptr failure;
+    std::mutex failing;
+    auto worker = [&] {
+        for (;;) {
+            const int restart = shared.next.fetch_add(1);
+            // Restart 0 always runs, so that a run stopped at once still has a design.
+            if (restart >= plan.restarts || (restart > 0 && shared.stop.load())) {
+                return;
+            }
+            try {
+                results[static_cast<std::size_t>(restart)] = runRestart<Dist, Exponent>(plan, restart, table, shared);
+            } catch (...) {
+                const std::lock_guard<std::mutex> lock(failing);
+                failure = std::current_exception();
+                shared.stop = true;
+            }
+        }
+    };
+    const int threads = std::max(1, std::min(plan.threads, plan.restarts));
+    std::vector<std::thread> pool;
+    for (int t = 1; t < threads; ++t) {
+        pool.emplace_back(worker);
+    }
+    worker();
+    for (std::thread& thread : pool) {
+        thread.join();
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+
+    MultistartOutcome outcome;
+    int best = -1;
+    for (int r = 0; r < plan.restarts; ++r) {
+        const RestartResult& result = results[static_cast<std::size_t>(r)];
+        if (!result.ran) {
+            continue;
+        }
+        ++outcome.restarts;
+        outcome.iterations += result.iterations;
+        if (best < 0 || result.phip < results[static_cast<std::size_t>(best)].phip) {
+            best = r;
+        }
+    }
+    outcome.levels = std::move(results[static_cast<std::size_t>(best)].levels);
+    outcome.phip = results[static_cast<std::size_t>(best)].phip;
+    outcome.timedOut = shared.timedOut;
+    outcome.cancelled = shared.cancelled;
+    return outcome;
+}
+
+} // namespace
+
+std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use) { return splitmix64(splitmix64(seed) ^ use); }
+
+Levels randomLatin(int n, int m, RandomStream& stream) {
+    Levels levels(n, m);
+    std::vector<std::int32_t> column(static_cast<std::size_t>(n));
+    for (int c = 0; c < m; ++c) {
+        for (int i = 0; i < n; ++i) {
+            column[static_cast<std::size_t>(i)] = i + 1;
+        }
+        // Fisher-Yates: uniform over the permutations, n - 1 draws.
+        for (int i = n - 1; c > 0 && i > 0; --i) {
+            const int j = std::min(i, static_cast<int>(stream.next() * (i + 1)));
+            std::swap(column[static_cast<std::size_t>(i)], column[static_cast<std::size_t>(j)]);
+        }
+        for (int i = 0; i < n; ++i) {
+            levels.set(i, c, column[static_cast<std::size_t>(i)]);
+        }
+    }
+    return levels;
+}
+
+MultistartOutcome runMultistart(const MultistartPlan& plan) {
+    if (plan.variables < 2 || plan.points < 2) {
+        // One variable (or one point) leaves nothing to exchange: every order is as good.
+        MultistartOutcome outcome;
+        RandomStream stream(derivedSeed(plan.seed, 0));
+        outcome.levels = randomLatin(plan.points, plan.variables, stream);
+        outcome.restarts = 1;
+        return outcome;
+    }
+    if (plan.exponent == 2) {
+        return runWith<std::uint32_t, 2>(plan);
+    }
+    return FastPhip<std::uint16_t, 1>::fits(plan.points, plan.variables) ? runWith<std::uint16_t, 1>(plan)
+                                                                          : runWith<std::uint32_t, 1>(plan);
+}
+
+MultistartOutcome runOneRestart(const MultistartPlan& plan, int restart) {
+    if (plan.exponent == 2) {
+        return runAlone<std::uint32_t, 2>(plan, restart);
+    }
+    return FastPhip<std::uint16_t, 1>::fits(plan.points, plan.variables) ? runAlone<std::uint16_t, 1>(plan, restart)
+                                                                          : runAlone<std::uint32_t, 1>(plan, restart);
+}
+
+} // namespace engine
+} // namespace olhs

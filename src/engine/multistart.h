@@ -1,0 +1,62 @@
+#ifndef OLHS_ENGINE_MULTISTART_H
+#define OLHS_ENGINE_MULTISTART_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+
+#include "engine/levels.h"
+#include "engine/random_stream.h"
+
+namespace olhs {
+namespace engine {
+
+/// The seed of the stream of one use (a restart, the row order, the jitter) of a run's
+/// seed: splitmix64 of both, so that neighbouring seeds and uses give unrelated streams.
+std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use);
+
+/// A random Latin design: variable 0 holds 1..n in point order (the search never moves
+/// it, and the point order is shuffled afterwards), the others are uniform permutations
+/// (n - 1 draws each).
+Levels randomLatin(int n, int m, RandomStream& stream);
+
+/// What a multistart run is asked to do.
+struct MultistartPlan {
+    int points = 0;
+    int variables = 0;
+    int exponent = 1;     ///< 1 city-block, 2 Euclidean
+    double p = 50.0;
+    std::uint64_t seed = 1;
+    int restarts = 1;
+    int threads = 1;
+    long iterations = 1;  ///< outer iterations per restart
+    int innerIterations = 0; ///< per outer iteration; 0: the classic rule of n
+    /// When to stop whatever the iterations; time_point::max(): never.
+    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
+    /// After each outer iteration (restart, its iterations, best phi_p of all so far);
+    /// called one at a time; returning false cancels the run.
+    std::function<bool(int, long, double)> onIteration;
+};
+
+/// The best design of a multistart run.
+struct MultistartOutcome {
+    Levels levels;
+    double phip = 0.0;
+    long iterations = 0;  ///< over all restarts
+    int restarts = 0;     ///< restarts that ran
+    bool timedOut = false;
+    bool cancelled = false;
+};
+
+/// Runs the restarts on up to `threads` threads, each restart on its own stream derived
+/// from (seed, restart); the best design wins, ties to the lowest restart. Without a
+/// deadline or a cancellation the outcome does not depend on the number of threads.
+MultistartOutcome runMultistart(const MultistartPlan& plan);
+
+/// Restart `restart` of the plan alone, as runMultistart runs it (no deadline, no calls).
+MultistartOutcome runOneRestart(const MultistartPlan& plan, int restart);
+
+} // namespace engine
+} // namespace olhs
+
+#endif
