@@ -71,25 +71,32 @@ double singleVariablePhip(int n, double p) {
     return std::pow(sum, 1.0 / p);
 }
 
+// One point against all later ones at a time, a variable at a time, so the inner loops
+// run over contiguous columns and vectorise.
 void smallestDistances(const std::vector<int>& levels, int n, int m, Result& r) {
-    std::int64_t cityBlock = std::numeric_limits<std::int64_t>::max();
-    std::int64_t squared = std::numeric_limits<std::int64_t>::max();
-    for (int i = 0; i < n; ++i) {
-        const int* x = levels.data() + static_cast<std::size_t>(i) * m;
-        for (int j = i + 1; j < n; ++j) {
-            const int* y = levels.data() + static_cast<std::size_t>(j) * m;
-            std::int64_t d1 = 0, d2 = 0;
-            for (int c = 0; c < m; ++c) {
-                const std::int64_t d = x[c] - y[c];
-                d1 += d < 0 ? -d : d;
-                d2 += d * d;
+    std::vector<std::int32_t> columns(static_cast<std::size_t>(n) * m);
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) columns[static_cast<std::size_t>(c) * n + i] = levels[static_cast<std::size_t>(i) * m + c];
+    std::vector<std::int64_t> cityBlock(static_cast<std::size_t>(n)), squared(static_cast<std::size_t>(n));
+    std::int64_t bestCityBlock = std::numeric_limits<std::int64_t>::max();
+    std::int64_t bestSquared = std::numeric_limits<std::int64_t>::max();
+    for (int i = 0; i + 1 < n; ++i) {
+        std::fill(cityBlock.begin() + i + 1, cityBlock.end(), 0);
+        std::fill(squared.begin() + i + 1, squared.end(), 0);
+        for (int c = 0; c < m; ++c) {
+            const std::int32_t* x = columns.data() + static_cast<std::size_t>(c) * n;
+            const std::int64_t xi = x[i];
+            for (int j = i + 1; j < n; ++j) {
+                const std::int64_t d = xi - x[j];
+                cityBlock[static_cast<std::size_t>(j)] += d < 0 ? -d : d;
+                squared[static_cast<std::size_t>(j)] += d * d;
             }
-            cityBlock = std::min(cityBlock, d1);
-            squared = std::min(squared, d2);
         }
+        bestCityBlock = std::min(bestCityBlock, *std::min_element(cityBlock.begin() + i + 1, cityBlock.end()));
+        bestSquared = std::min(bestSquared, *std::min_element(squared.begin() + i + 1, squared.end()));
     }
-    r.minCityBlock = static_cast<double>(cityBlock);
-    r.minEuclidean = std::sqrt(static_cast<double>(squared));
+    r.minCityBlock = static_cast<double>(bestCityBlock);
+    r.minEuclidean = std::sqrt(static_cast<double>(bestSquared));
 }
 
 double place(int level, int n, Placement placement, engine::RandomStream& jitter) {

@@ -69,11 +69,21 @@ public:
     /// Inner iterations until the counter reaches M (at least one), counting acceptances
     /// and improvements of the best design into `counters`.
     void innerLoop(InnerCounters& counters) {
+        innerLoop(counters, [] { return false; });
+    }
+
+    /// The same, asking `shouldStop` before each inner iteration; false if it stopped the
+    /// loop early.
+    template <class ShouldStop>
+    bool innerLoop(InnerCounters& counters, ShouldStop&& shouldStop) {
         do {
+            if (shouldStop()) {
+                return false;
+            }
             const int column = nextColumn(counters.innerCounter, m_);
             drawDistinctPairs(*stream_, J_, n_, pairs_);
             if (pairs_.empty()) {
-                return;
+                return true;
             }
             const Choice choice = state_.best(column, pairs_);
             const double delta = choice.value - state_.phip();
@@ -87,13 +97,23 @@ public:
                 }
             }
         } while (counters.innerCounter < M_);
+        return true;
     }
 
     /// One outer iteration with the search's own exploring factor; true if it improved.
     bool outerIteration() {
+        return outerIteration([] { return false; });
+    }
+
+    /// The same, asking `shouldStop` before each inner iteration; an outer iteration cut
+    /// short leaves the threshold as it was.
+    template <class ShouldStop>
+    bool outerIteration(ShouldStop&& shouldStop) {
         const double bestBefore = state_.bestPhip();
         InnerCounters counters;
-        innerLoop(counters);
+        if (!innerLoop(counters, shouldStop)) {
+            return false;
+        }
         const bool improving = isImproving(bestBefore, state_.bestPhip());
         threshold_ = updatedThreshold(threshold_, improving, static_cast<double>(counters.accepted) / M_,
                                       static_cast<double>(counters.improved) / M_, exploringFactor_);

@@ -58,12 +58,16 @@ RestartResult runRestart(const MultistartPlan& plan, int restart, const std::sha
     RestartResult result;
     result.ran = true;
     while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
-        if (std::chrono::steady_clock::now() >= plan.deadline) {
+        bool outOfTime = false;
+        search.outerIteration([&] {
+            outOfTime = outOfTime || std::chrono::steady_clock::now() >= plan.deadline;
+            return outOfTime;
+        });
+        if (outOfTime) {
             shared.timedOut = true;
             shared.stop = true;
             break;
         }
-        search.outerIteration();
         ++result.iterations;
         const std::lock_guard<std::mutex> lock(shared.reporting);
         const double best = search.state().bestPhip();
