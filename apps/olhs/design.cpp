@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <valarray>
@@ -20,6 +21,8 @@
 #include "olhs/OptimalLatinHypercubeDOE.h"
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
+#include "olhs/optimize.h"
+#include "usage_error.h"
 
 namespace olhs_cli {
 
@@ -165,9 +168,63 @@ void shuffleSingleColumn(std::vector<double>& unit) {
     }
 }
 
+// The library names its fields; the user knows the command's options.
+std::string optionOfField(const std::string& field) {
+    const std::pair<const char*, const char*> names[] = {
+        {"n", "-n"},           {"m", "-m"},   {"restarts", "--restarts"}, {"threads", "--threads"},
+        {"iterations", "--iterations"}, {"timeBudget", "--time-budget"}, {"p", "-p"},
+        {"metric", "--metric"}, {"placement", "--placement"}};
+    for (const auto& [library, command] : names) {
+        if (field == library) {
+            return command;
+        }
+    }
+    return field;
+}
+
+Design optimised(const Options& options, const ProgressCallback& progress) {
+    const OptimiserSettings& s = options.optimiser;
+    olhs::Options settings;
+    settings.seed = options.seed;
+    settings.restarts = s.restarts;
+    settings.threads = s.threads;
+    settings.iterations = s.iterations;
+    settings.timeBudget = s.timeBudget;
+    settings.metric = s.metric;
+    settings.p = s.p;
+    settings.placement = s.placement;
+    settings.progress = progress;
+    olhs::Result run;
+    try {
+        run = olhs::optimize(options.n, options.m, settings);
+    } catch (const std::invalid_argument& e) {
+        const std::string message = e.what();
+        const std::size_t colon = message.find(": ");
+        if (colon == std::string::npos) {
+            throw UsageError(message);
+        }
+        throw UsageError(optionOfField(message.substr(0, colon)), message.substr(colon + 2));
+    }
+    Design result;
+    result.n = options.n;
+    result.m = options.m;
+    result.unit = std::move(run.design);
+    result.levels = std::move(run.levels);
+    if (s.placement != olhs::Placement::Grid) {
+        result.firstPlace = 0.5 / options.n;
+        result.lastPlace = (options.n - 0.5) / options.n;
+    }
+    result.optimised = OptimiserOutcome{run.phip, run.iterations, run.restarts, olhs::toString(run.stopReason),
+                                        run.seconds};
+    return result;
+}
+
 } // namespace
 
-Design makeDesign(const Options& options) {
+Design makeDesign(const Options& options, const ProgressCallback& progress) {
+    if (options.method == Method::Optimiser) {
+        return optimised(options, progress);
+    }
     CRand::seed(options.seed);
 
     Design result;

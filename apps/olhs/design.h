@@ -1,9 +1,10 @@
-// Making the design: the library's random design, or the chain of classes of the library's
-// entry point built here with the user's limits (the defaults give the entry point's own
-// design), so that the command can say why the search stopped.
+// Making the design: the optimiser's, the library's random design, or (--classic) the chain
+// of classes of the library's entry point built here with the user's limits (the defaults
+// give the entry point's own design), so that the command can say why the search stopped.
 #ifndef OLHS_CLI_DESIGN_H
 #define OLHS_CLI_DESIGN_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,21 +20,39 @@ struct SearchStop {
     double seconds = 0.0;
 };
 
+/// What the optimiser reports of its run.
+struct OptimiserOutcome {
+    double phip = 0.0;
+    long iterations = 0;
+    int restarts = 0;
+    std::string stopReason; ///< "iterations", "time budget" or "cancelled"
+    double seconds = 0.0;
+};
+
 /// n points in m variables, point-major: element i*m + j is variable j of point i.
 struct Design {
     int n = 0;
     int m = 0;
-    /// The library's values in [0, 1]: (level - 1) / (n - 1).
+    /// Values in [0, 1]: (level - 1) / (n - 1), or as the optimiser's placement puts them.
     std::vector<double> unit;
+    /// Where levels 1 and n sit in [0, 1] (a jittered level: the middle of its cell).
+    double firstPlace = 0.0;
+    double lastPlace = 1.0;
     /// The same design as levels 1..n.
     std::vector<int> levels;
-    /// Set after a search.
+    /// Set after a classic search.
     std::optional<SearchStop> stop;
+    /// Set after the optimiser.
+    std::optional<OptimiserOutcome> optimised;
 };
 
-/// Seeds the random stream and makes the design the options ask for; with --report the
-/// report files are written as well. Progress lines go wherever stdout points.
-Design makeDesign(const Options& options);
+using ProgressCallback = std::function<bool(const olhs::Progress&)>;
+
+/// Makes the design the options ask for; with --report the report files are written as
+/// well. The classic search's progress lines go wherever stdout points; the optimiser
+/// calls `progress` instead. Settings the optimiser refuses throw UsageError naming the
+/// command's option.
+Design makeDesign(const Options& options, const ProgressCallback& progress = {});
 
 } // namespace olhs_cli
 

@@ -110,17 +110,57 @@ void render(std::string& text, const Json& value, int indent) {
     }
 }
 
+const char* metricName(olhs::Metric metric) { return metric == olhs::Metric::Euclidean ? "euclidean" : "cityblock"; }
+
+const char* placementName(olhs::Placement placement) {
+    switch (placement) {
+    case olhs::Placement::Grid:
+        return "grid";
+    case olhs::Placement::Jittered:
+        return "jittered";
+    case olhs::Placement::Centered:
+        break;
+    }
+    return "centered";
+}
+
+// Everything that, with n, m, the seed and the bounds, makes the same design again.
 Json settings(const Options& options) {
     Json result = {{"optimised", !options.random}};
-    if (!options.random) {
+    if (options.method == Method::Classic) {
         const SearchLimits& limits = options.limits;
+        result["classic"] = true;
         result["max_iterations"] = limits.maxIterations;
         result["stall_iterations"] = limits.stallIterations;
         result["min_iterations"] = limits.minIterations;
         result["time_limit"] = limits.timeLimit ? Json(*limits.timeLimit) : Json(nullptr);
         result["convergence"] = limits.convergence;
+    } else if (options.method == Method::Optimiser) {
+        const OptimiserSettings& s = options.optimiser;
+        result["classic"] = false;
+        result["restarts"] = s.restarts;
+        result["iterations"] = s.iterations;
+        result["time_budget"] = s.timeBudget > 0.0 ? Json(s.timeBudget) : Json(nullptr);
+        result["metric"] = metricName(s.metric);
+        result["p"] = s.p;
+        result["placement"] = placementName(s.placement);
+        result["threads"] = s.threads;
     }
     return result;
+}
+
+// How the search went; the seconds are left out so that the same run writes the same text.
+Json outcome(const Design& design, double phiP) {
+    if (design.optimised) {
+        const OptimiserOutcome& o = *design.optimised;
+        return {{"phi_p", o.phip}, {"stop_reason", o.stopReason}, {"iterations", o.iterations},
+                {"restarts", o.restarts}};
+    }
+    if (design.stop) {
+        return {{"phi_p", phiP}, {"stop_reason", design.stop->reason}, {"iterations", design.stop->iterations},
+                {"restarts", 1}};
+    }
+    return nullptr;
 }
 
 Json metricsOf(const Metrics& metrics) {
@@ -156,6 +196,9 @@ void writeJson(std::FILE* out, const Design& design, const Options& options, con
                  {"default_seed", !options.seedGiven},
                  {"settings", settings(options)},
                  {"phi_p", facts.phiP}};
+    if (options.method != Method::Random) {
+        head["result"] = outcome(design, facts.phiP);
+    }
     if (facts.metrics) {
         head["metrics"] = metricsOf(*facts.metrics);
     }

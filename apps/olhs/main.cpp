@@ -17,6 +17,7 @@
 #include "memory_guard.h"
 #include "metrics.h"
 #include "options.h"
+#include "progress_line.h"
 #include "progress_redirect.h"
 #include "svg_plot.h"
 #include "usage_error.h"
@@ -64,17 +65,26 @@ int run(const Options& options) {
     Design design;
     {
         const ProgressRedirect redirect(options.quiet);
-        design = makeDesign(options);
+        ProgressLine line(stderr, !options.quiet && isatty(STDERR_FILENO) == 1, options.optimiser);
+        design = makeDesign(options, [&line](const olhs::Progress& progress) { return line(progress); });
+        line.clear();
     }
 
     if (design.stop && !options.quiet) {
         std::fprintf(stderr, "olhs: the search stopped after %d iterations and %.2f s: %s\n", design.stop->iterations,
                      design.stop->seconds, design.stop->reason.c_str());
     }
+    if (design.optimised && !options.quiet) {
+        std::fprintf(stderr, "%s\n", summaryLine(*design.optimised).c_str());
+    }
 
     DesignFacts facts;
     if (options.metrics || options.format == Format::Json) {
-        const Metrics metrics = computeMetrics(design);
+        Metrics metrics = computeMetrics(design);
+        // The criterion the optimiser minimised, with its metric and p.
+        if (design.optimised) {
+            metrics.phiP = design.optimised->phip;
+        }
         facts.phiP = metrics.phiP;
         if (options.metrics) {
             facts.metrics = metrics;

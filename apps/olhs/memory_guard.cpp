@@ -1,7 +1,9 @@
 #include "memory_guard.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #if defined(__linux__)
 #include <sys/sysinfo.h>
@@ -46,7 +48,16 @@ double estimatedPeakBytes(const Options& options) {
     const double design = matrixBytes(n, m);
     // The drawn design and the output array (library), the command's values and levels.
     double bytes = 2.0 * design + n * m * (8.0 + 8.0 + 4.0);
-    if (!options.random) {
+    if (options.method == Method::Optimiser) {
+        // Each restart that runs at once keeps every pair's distance (up to 4 bytes) and a
+        // few copies of the levels; the table of terms has a slot per possible distance.
+        const OptimiserSettings& s = options.optimiser;
+        const double cores = std::max(1u, std::thread::hardware_concurrency());
+        const double running = std::min<double>(s.threads == 0 ? cores : s.threads, s.restarts);
+        const double span = n - 1.0;
+        const double measures = s.metric == olhs::Metric::Euclidean ? m * span * span : m * span;
+        bytes += running * (n * n * 2.0 + 4.0 * n * m * 4.0) + measures * 8.0;
+    } else if (!options.random) {
         // Every OptimalLH holds a design and its n by n distances. The search keeps at least
         // its best, initial, current, previous best and trial designs, and the caller's
         // starting design is alive beside them (measured peaks are about seven copies).

@@ -32,6 +32,13 @@ struct RawOptions {
     std::string minIterations;
     std::string timeLimit;
     std::string convergence;
+    std::string threads;
+    std::string restarts;
+    std::string iterations;
+    std::string timeBudget;
+    std::string metric;
+    std::string p;
+    std::string placement;
     std::string bounds;
     std::string format = "csv";
     std::string output;
@@ -39,6 +46,7 @@ struct RawOptions {
     std::string plot;
     std::string plotVariables;
     bool random = false;
+    bool classic = false;
     bool levels = false;
     bool metrics = false;
     bool quiet = false;
@@ -53,6 +61,14 @@ struct Declared {
     CLI::Option* minIterations;
     CLI::Option* timeLimit;
     CLI::Option* convergence;
+    CLI::Option* classic;
+    CLI::Option* threads;
+    CLI::Option* restarts;
+    CLI::Option* iterations;
+    CLI::Option* timeBudget;
+    CLI::Option* metric;
+    CLI::Option* p;
+    CLI::Option* placement;
     CLI::Option* bounds;
     CLI::Option* output;
     CLI::Option* report;
@@ -61,19 +77,29 @@ struct Declared {
 };
 
 const char* const footer =
-    "The design is the library's: every variable takes each of the n levels once. Column x1\n"
-    "always holds the levels in point order; the other columns are drawn and then improved\n"
-    "by the evolutionary search, which minimises phi_p (p = 50, city-block distances).\n"
+    "By default the design comes from the optimiser: --restarts independent runs of an\n"
+    "evolutionary search, spread over -j threads, each --iterations outer iterations long; the\n"
+    "design with the smallest phi_p (distances by --metric, exponent -p) wins, and its levels\n"
+    "are placed in [0, 1] by --placement. The same seed and settings give the same design\n"
+    "whatever the number of threads. With --time-budget the run stops when the time is spent\n"
+    "(and without --iterations the restarts run until then), so the design depends on timing:\n"
+    "on the machine's speed and load.\n"
     "\n"
-    "Without --seed the random stream starts from the library's fixed default seed, so\n"
-    "the same command prints the same design on every run; --seed S starts it from S.\n"
-    "With none of --max-iterations, --stall-iterations, --min-iterations, --time-limit,\n"
-    "--convergence or --report the design is exactly the one the library's entry point\n"
-    "makes with the same seed.\n"
+    "--classic makes the design of the library's original entry point instead: column x1 holds\n"
+    "the levels in point order, the other columns are drawn and improved by the classic search\n"
+    "(p = 50, city-block distances), and values are (level - 1) / (n - 1). With none of\n"
+    "--max-iterations, --stall-iterations, --min-iterations, --time-limit, --convergence or\n"
+    "--report (which need --classic) it is exactly the design the entry point makes with the\n"
+    "same seed.\n"
     "\n"
-    "The search reports its progress on standard error (silence it with --quiet); standard\n"
-    "output carries only the design. Exit status: 0 success, 1 failure while writing,\n"
-    "2 bad input (one line on standard error; no output file is created or changed).";
+    "Without --seed the random stream starts from the library's fixed default seed, so the\n"
+    "same command prints the same design on every run; --seed S starts it from S.\n"
+    "\n"
+    "On standard error the optimiser shows its progress in one line rewritten in place when\n"
+    "that is a terminal, and ends with a summary line (phi_p, restarts, iterations, seconds,\n"
+    "why it stopped); --classic prints the classic search's progress lines. --quiet silences\n"
+    "both. Standard output carries only the design. Exit status: 0 success, 1 failure while\n"
+    "writing, 2 bad input (one line on standard error; no output file is created or changed).";
 
 // CLI11 prints descriptions as they are and indents after each newline; wrapping them
 // here keeps --help within a terminal's width.
@@ -111,32 +137,64 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                  "same distances, so there is nothing to optimise and --random prints "
                                  "them in random order. Required."))
               ->type_name("M");
-    app.add_flag("--random", raw.random, wrapped("Print the random Latin hypercube, without the search."));
+    app.add_flag("--random", raw.random,
+                 wrapped("Print the random Latin hypercube of the library's entry point, without any search."));
+    d.classic = app.add_flag("--classic", raw.classic,
+                             wrapped("Make the design with the classic search of the library's entry point "
+                                     "instead of the optimiser (see below)."));
+    d.threads = app.add_option("-j,--threads", raw.threads,
+                               wrapped("Threads of the optimiser, 0 to 1024; 0: all cores. Default 0. The "
+                                       "design does not depend on it, except under --time-budget."))
+                    ->type_name("N");
+    d.restarts = app.add_option("--restarts", raw.restarts,
+                                wrapped("Independent runs of the optimiser's search, 1 to 2147483647; the best "
+                                        "design wins. Default 2."))
+                     ->type_name("N");
+    d.iterations = app.add_option("--iterations", raw.iterations,
+                                  wrapped("Outer iterations of each restart of the optimiser, 0 to "
+                                          "9223372036854775807; 0 runs until --time-budget, which it then needs. "
+                                          "Default 200, or 0 when --time-budget is given."))
+                       ->type_name("N");
+    d.timeBudget = app.add_option("--time-budget", raw.timeBudget,
+                                  wrapped("Stop the optimiser once SECONDS (fractional, above 0 and up to 1e+09) "
+                                          "have passed; the design then depends on timing. Default: none."))
+                       ->type_name("SECONDS");
+    d.metric = app.add_option("--metric", raw.metric,
+                              wrapped("Distance between points in the optimiser's phi_p: cityblock or "
+                                      "euclidean. Default cityblock."))
+                   ->type_name("METRIC");
+    d.p = app.add_option("-p", raw.p, wrapped("Exponent of the optimiser's phi_p, 1 to 200. Default 50."))
+              ->type_name("P");
+    d.placement = app.add_option("--placement", raw.placement,
+                                 wrapped("Where the optimiser puts level k of n in [0, 1]: centered, the middle "
+                                         "of its cell ((k - 0.5) / n); grid, (k - 1) / (n - 1); or jittered, "
+                                         "uniform within its cell, seeded. Default centered."))
+                      ->type_name("PLACEMENT");
     d.seed = app.add_option("--seed", raw.seed,
                             wrapped("Seed of the random stream, 0 to 18446744073709551615. Default: the "
                                     "library's fixed seed " +
                                     std::to_string(CRand::defaultSeed) + ", so runs repeat."))
                  ->type_name("S");
     d.maxIterations = app.add_option("--max-iterations", raw.maxIterations,
-                                     wrapped("Stop the search after this many outer iterations, 1 to "
+                                     wrapped("With --classic: stop the search after this many outer iterations, 1 to "
                                              "2147483647 and more than a given --min-iterations. Default 2000."))
                           ->type_name("N");
     d.stallIterations =
         app.add_option("--stall-iterations", raw.stallIterations,
-                       wrapped("Stop after more than this many iterations without improvement, 1 to "
+                       wrapped("With --classic: stop after more than this many iterations without improvement, 1 to "
                                "2147483647. Default 100. Also the interval between progress lines."))
             ->type_name("N");
     d.minIterations = app.add_option("--min-iterations", raw.minIterations,
-                                     wrapped("Never stop before this many iterations, 0 to 2147483646. "
+                                     wrapped("With --classic: never stop before this many iterations, 0 to 2147483646. "
                                              "Default 5, or one less than a lower --max-iterations."))
                           ->type_name("N");
     d.timeLimit = app.add_option("--time-limit", raw.timeLimit,
-                                 wrapped("Stop once more than SECONDS of wall-clock time have passed (whole "
+                                 wrapped("With --classic: stop once more than SECONDS of wall-clock time have passed (whole "
                                          "seconds, checked after each iteration), 0 to 1e+308. Default: no "
                                          "limit."))
                       ->type_name("SECONDS");
     d.convergence = app.add_option("--convergence", raw.convergence,
-                                   wrapped("Relative decrease of phi_p that counts as an improvement, 0 to 1. "
+                                   wrapped("With --classic: relative decrease of phi_p that counts as an improvement, 0 to 1. "
                                            "Default 0.01."))
                         ->type_name("FRACTION");
     d.bounds = app.add_option("--bounds", raw.bounds,
@@ -146,8 +204,8 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                    ->type_name("LO:HI[,LO:HI...]");
     app.add_flag("--levels", raw.levels, wrapped("Print the integer levels 1..n instead of values in [0, 1]."));
     app.add_option("--format", raw.format,
-                   wrapped("Output format: csv, tsv or json; json adds n, m, seed, settings and phi_p. "
-                           "Default csv."))
+                   wrapped("Output format: csv, tsv or json; json adds n, m, seed, bounds, every setting "
+                           "of the search and its result (phi_p, iterations, why it stopped). Default csv."))
         ->type_name("FORMAT");
     d.output = app.add_option("-o,--output", raw.output,
                               wrapped("Write the design to FILE instead of standard output ('-' for standard "
@@ -155,12 +213,13 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                       "when the run fails; a device or FIFO is written in place."))
                    ->type_name("FILE");
     d.report = app.add_option("--report", raw.report,
-                              wrapped("Write the search's report files (PREFIXFullReport.rpt, "
+                              wrapped("With --classic: write the search's report files (PREFIXFullReport.rpt, "
                                       "PREFIXInital_0.rpt, ...); a directory needs its trailing '/'. "
                                       "Default: no report."))
                    ->type_name("PREFIX");
     app.add_flag("--metrics", raw.metrics,
-                 wrapped("After the run print on standard error phi_p, the smallest city-block and "
+                 wrapped("After the run print on standard error phi_p (of the optimiser's --metric and -p; "
+                         "p = 50 on city-block distances with --classic or --random), the smallest city-block and "
                          "Euclidean distances between points (on the levels) and the largest absolute "
                          "correlation between two columns."));
     d.plot = app.add_option("--plot", raw.plot,
@@ -174,7 +233,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                              std::to_string(maxPlottedPoints) +
                                              " points (n times the number of panels) is refused."))
                           ->type_name("LIST");
-    app.add_flag("-q,--quiet", raw.quiet, wrapped("Do not print the search's progress lines."));
+    app.add_flag("-q,--quiet", raw.quiet, wrapped("Do not print progress or the summary line."));
     app.set_version_flag("--version", std::string("olhs ") + OLHS_VERSION, "Print the version and exit.");
     app.footer(footer);
     return d;
@@ -275,6 +334,65 @@ void checkPlotSize(int n, const std::vector<int>& chosen, std::size_t count, con
 
 int asInt(long long value) { return static_cast<int>(value); }
 
+// Settings of the optimiser, refused with the other ways of making the design.
+void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
+    const std::pair<const CLI::Option*, const char*> optimiserOptions[] = {
+        {d.threads, "--threads"}, {d.restarts, "--restarts"}, {d.iterations, "--iterations"},
+        {d.timeBudget, "--time-budget"}, {d.metric, "--metric"}, {d.p, "-p"}, {d.placement, "--placement"}};
+    for (const auto& [option, name] : optimiserOptions) {
+        if (given(option) && o.method != Method::Optimiser) {
+            throw UsageError(name, std::string("applies to the optimiser and cannot be combined with ") +
+                                       (o.random ? "--random" : "--classic"));
+        }
+    }
+    OptimiserSettings& s = o.optimiser;
+    if (given(d.threads)) {
+        s.threads = asInt(parseInteger("--threads", raw.threads, 0, 1024));
+    }
+    if (given(d.restarts)) {
+        s.restarts = asInt(parseInteger("--restarts", raw.restarts, 1, INT_MAX));
+    }
+    if (given(d.timeBudget)) {
+        // Far below the steady clock's range, which a budget must not overflow.
+        const double budget = parseReal("--time-budget", raw.timeBudget, 0.0, 1e9);
+        if (!(budget > 0.0)) {
+            throw UsageError("--time-budget", "expected a number of seconds above 0 and up to 1e+09, got '" +
+                                                  raw.timeBudget + "'");
+        }
+        s.timeBudget = budget;
+        s.iterations = 0;
+    }
+    if (given(d.iterations)) {
+        s.iterations = static_cast<long>(parseInteger("--iterations", raw.iterations, 0, LONG_MAX));
+        if (s.iterations == 0 && !given(d.timeBudget)) {
+            throw UsageError("--iterations", "0 runs until the time budget and needs --time-budget");
+        }
+    }
+    if (given(d.metric)) {
+        if (raw.metric == "cityblock") {
+            s.metric = olhs::Metric::CityBlock;
+        } else if (raw.metric == "euclidean") {
+            s.metric = olhs::Metric::Euclidean;
+        } else {
+            throw UsageError("--metric", "expected cityblock or euclidean, got '" + raw.metric + "'");
+        }
+    }
+    if (given(d.p)) {
+        s.p = parseReal("-p", raw.p, 1.0, 200.0);
+    }
+    if (given(d.placement)) {
+        if (raw.placement == "centered") {
+            s.placement = olhs::Placement::Centered;
+        } else if (raw.placement == "grid") {
+            s.placement = olhs::Placement::Grid;
+        } else if (raw.placement == "jittered") {
+            s.placement = olhs::Placement::Jittered;
+        } else {
+            throw UsageError("--placement", "expected centered, grid or jittered, got '" + raw.placement + "'");
+        }
+    }
+}
+
 Options check(const RawOptions& raw, const Declared& d) {
     Options o;
     if (!given(d.n)) {
@@ -286,6 +404,7 @@ Options check(const RawOptions& raw, const Declared& d) {
     o.n = asInt(parseInteger("-n", raw.n, 2, INT_MAX));
     o.m = asInt(parseInteger("-m", raw.m, 1, INT_MAX));
     o.random = raw.random;
+    o.method = o.random ? Method::Random : raw.classic ? Method::Classic : Method::Optimiser;
     if (!o.random && o.m < 2) {
         throw UsageError("-m", "the search needs at least 2 variables, got " + raw.m +
                                    " (use --random for a single variable)");
@@ -302,7 +421,12 @@ Options check(const RawOptions& raw, const Declared& d) {
         if (given(option) && o.random) {
             throw UsageError(name, "applies to the search and cannot be combined with --random");
         }
+        if (given(option) && o.method == Method::Optimiser) {
+            throw UsageError(name, "sets the classic search and needs --classic (the optimiser, the default, "
+                                   "takes --iterations and --time-budget)");
+        }
     }
+    checkOptimiser(raw, d, o);
     if (given(d.minIterations)) {
         o.limits.minIterations = asInt(parseInteger("--min-iterations", raw.minIterations, 0, INT_MAX - 1));
     }

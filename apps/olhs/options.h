@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "olhs/optimize.h"
 #include "values.h"
 
 namespace olhs_cli {
@@ -26,13 +27,30 @@ struct SearchLimits {
     double convergence = 0.01;
 };
 
+/// Settings of the optimiser; the defaults are the library's, except that a time budget
+/// without --iterations lets the restarts run until it is spent.
+struct OptimiserSettings {
+    int threads = 0; ///< 0: all cores
+    int restarts = 2;
+    long iterations = 200;
+    double timeBudget = 0.0; ///< seconds; 0: none
+    olhs::Metric metric = olhs::Metric::CityBlock;
+    double p = 50.0;
+    olhs::Placement placement = olhs::Placement::Centered;
+};
+
+/// How the design is made.
+enum class Method { Optimiser, Classic, Random };
+
 struct Options {
     int n = 0;
     int m = 0;
-    bool random = false;
+    Method method = Method::Optimiser;
+    bool random = false; ///< method is Random
     std::uint64_t seed = 0;
     bool seedGiven = false;
-    SearchLimits limits;
+    SearchLimits limits;          ///< with --classic
+    OptimiserSettings optimiser;  ///< without --classic or --random
     Scale scale = Scale::Unit;
     std::vector<Interval> bounds; ///< one per variable when scale is Bounds
     Format format = Format::Csv;

@@ -94,18 +94,23 @@ void writeLabel(std::FILE* out, const Layout& l, int position, int variable) {
 }
 
 // The values the user sees along variable j's axis: the printed scale's, from level 1 to level n.
-std::vector<Tick> ticksOf(const Options& options, int n, int j, const Layout& l) {
+std::vector<Tick> ticksOf(const Options& options, const Design& design, int j, const Layout& l) {
     const double length = l.area / (digitWidth * tickFont);
     switch (options.scale) {
     case Scale::Levels:
-        return axisTicks(1.0, n, true, length);
-    case Scale::Bounds:
-        return axisTicks(options.bounds[static_cast<std::size_t>(j)].low,
-                         options.bounds[static_cast<std::size_t>(j)].high, false, length);
+        return axisTicks(1.0, design.n, true, length);
+    case Scale::Bounds: {
+        const Interval& bounds = options.bounds[static_cast<std::size_t>(j)];
+        // As the values are scaled; bounds too close to tell the two places apart keep their ends.
+        const double first = (1.0 - design.firstPlace) * bounds.low + design.firstPlace * bounds.high;
+        const double last = (1.0 - design.lastPlace) * bounds.low + design.lastPlace * bounds.high;
+        return first < last ? axisTicks(first, last, false, length)
+                            : axisTicks(bounds.low, bounds.high, false, length);
+    }
     case Scale::Unit:
         break;
     }
-    return axisTicks(0.0, 1.0, false, length);
+    return axisTicks(design.firstPlace, design.lastPlace, false, length);
 }
 
 double labelWidth(const std::vector<Tick>& ticks) {
@@ -170,7 +175,7 @@ void writeScatterMatrix(std::FILE* out, const Design& design, const Options& opt
     std::vector<std::vector<Tick>> ticks;
     double widest[2] = {0.0, 0.0}; // of the labels left and right of the matrix
     for (const int j : variables) {
-        ticks.push_back(ticksOf(options, design.n, j, l));
+        ticks.push_back(ticksOf(options, design, j, l));
         double& side = widest[(ticks.size() - 1) % 2];
         side = std::max(side, labelWidth(ticks.back()));
     }

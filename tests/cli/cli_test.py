@@ -10,6 +10,8 @@ case runs the command in a fresh temporary directory, so nothing lands in the so
 import json
 import math
 import os
+import pty
+import re
 import resource
 import shutil
 import signal
@@ -23,6 +25,9 @@ import xml.etree.ElementTree as ET
 
 OLHS = HELPER = VERSION = None
 SVG = "{http://www.w3.org/2000/svg}"
+DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data")
+SUMMARY = re.compile(r"^olhs: best phi_p (\S+) from (\d+) restarts?, (\d+) iterations in \d+\.\d\d s; "
+                     r"stopped by: (iterations|time budget)$")
 
 
 def parse(text, separator=","):
@@ -43,6 +48,20 @@ def is_shortest(text):
     (Python's repr is the shortest round-trip form)."""
     value = float(text)
     return repr(value) != "nan" and significant_digits(text) == significant_digits(repr(value))
+
+
+def centered_levels(values, n):
+    """Levels of values placed in the middles of their cells, (k - 0.5) / n."""
+    return [[round(v * n + 0.5) for v in row] for row in values]
+
+
+def phi_p_of(levels, p, metric):
+    """phi_p with either distance, computed independently of the library."""
+    def distance(a, b):
+        if metric == "euclidean":
+            return math.sqrt(sum((x - y) ** 2 for x, y in zip(a, b)))
+        return sum(abs(x - y) for x, y in zip(a, b))
+    return sum(distance(a, b) ** -p for i, a in enumerate(levels) for b in levels[i + 1:]) ** (1 / p)
 
 
 def floats(rows):
@@ -122,6 +141,12 @@ class CommandTest(unittest.TestCase):
         for j in range(m):
             self.assertEqual(sorted(row[j] for row in values), [k / (n - 1) for k in range(n)], "x%d" % (j + 1))
 
+    def assertCentered(self, values, n, m):
+        """Every column holds each (k - 0.5) / n once, bit for bit."""
+        self.assertEqual([len(row) for row in values], [m] * n)
+        for j in range(m):
+            self.assertEqual(sorted(row[j] for row in values), [(k + 0.5) / n for k in range(n)], "x%d" % (j + 1))
+
     def assertRefused(self, args, *texts):
         """Exit status 2, nothing on standard output, one line naming the problem."""
         status, out, err = self.olhs(*args)
@@ -138,7 +163,7 @@ class Formats(CommandTest):
         header, rows = parse(self.ok(*args)[0])
         self.assertEqual(header, ["x1", "x2", "x3"])
         self.assertTrue(all(is_shortest(cell) for row in rows for cell in row), rows)
-        self.assertLatin(floats(rows), 12, 3)
+        self.assertCentered(floats(rows), 12, 3)
         tsv = self.ok(*args, "--format", "tsv")[0]
         self.assertNotIn(",", tsv)
         self.assertEqual(parse(tsv, "\t"), (header, rows))
@@ -146,11 +171,14 @@ class Formats(CommandTest):
         self.assertEqual({k: doc[k] for k in ("n", "m", "seed", "default_seed", "scale", "bounds", "variables")},
                          {"n": 12, "m": 3, "seed": 20261123, "default_seed": True, "scale": "unit",
                           "bounds": None, "variables": ["x1", "x2", "x3"]})
-        self.assertEqual(doc["settings"], {"optimised": True, "max_iterations": 2000, "stall_iterations": 100,
-                                           "min_iterations": 5, "time_limit": None, "convergence": 0.01})
+        self.assertEqual(doc["settings"], {"optimised": True, "classic": False, "restarts": 2, "iterations": 200,
+                                           "time_budget": None, "metric": "cityblock", "p": 50,
+                                           "placement": "centered", "threads": 0})
+        self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 400,
+                                         "restarts": 2})
         self.assertNotIn("metrics", doc)
         self.assertEqual(doc["design"], floats(rows))
-        expected = phi_p(levels_of(doc["design"], 12))
+        expected = phi_p(centered_levels(doc["design"], 12))
         self.assertAlmostEqual(doc["phi_p"], expected, delta=1e-12 * expected)
 
     def test_numbers_are_in_their_shortest_form(self):
@@ -163,7 +191,7 @@ class Formats(CommandTest):
         _, err = self.ok("-n", "9", "-m", "3", "--quiet", "--metrics")
         for line in err.splitlines():
             self.assertTrue(line.endswith("none (one variable)") or is_shortest(line.split(": ")[1]), line)
-        self.assertRefused(["-n", "5", "-m", "2", "--time-limit", "-1"], "from 0 to 1.7e+308")
+        self.assertRefused(["-n", "5", "-m", "2", "--classic", "--time-limit", "-1"], "from 0 to 1.7e+308")
 
     def test_json_text_keeps_its_layout_and_number_forms(self):
         args = ("-n", "4", "-m", "2", "--random", "--bounds=0:1e15,-1.5e10:2")
@@ -178,12 +206,15 @@ class Formats(CommandTest):
         self.assertNotIn(".0,", text)
 
     def test_json_records_seed_limits_and_levels(self):
-        doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77",
+        doc = json.loads(self.ok("-n", "8", "-m", "2", "--quiet", "--format", "json", "--seed", "77", "--classic",
                                  "--max-iterations", "40", "--stall-iterations", "7", "--min-iterations", "3",
                                  "--time-limit", "2.5", "--convergence", "0.25")[0])
         self.assertEqual((doc["seed"], doc["default_seed"]), (77, False))
-        self.assertEqual(doc["settings"], {"optimised": True, "max_iterations": 40, "stall_iterations": 7,
-                                           "min_iterations": 3, "time_limit": 2.5, "convergence": 0.25})
+        self.assertEqual(doc["settings"], {"optimised": True, "classic": True, "max_iterations": 40,
+                                           "stall_iterations": 7, "min_iterations": 3, "time_limit": 2.5,
+                                           "convergence": 0.25})
+        self.assertEqual(doc["result"]["phi_p"], doc["phi_p"])
+        self.assertEqual(doc["result"]["restarts"], 1)
         doc = json.loads(self.ok("-n", "6", "-m", "1", "--random", "--levels", "--format", "json",
                                  "--seed", "18446744073709551615")[0])
         self.assertEqual(doc["seed"], 18446744073709551615)
@@ -195,7 +226,7 @@ class Formats(CommandTest):
 
     def test_designs_are_latin_and_the_search_does_not_worsen_them(self):
         for n, m in [(2, 3), (3, 2), (10, 5), (23, 2), (30, 6)]:
-            for extra in ([], ["--random"]):
+            for extra in (["--classic"], ["--random"]):
                 with self.subTest(n=n, m=m, extra=extra):
                     header, values = self.design("-n", str(n), "-m", str(m), *extra)
                     self.assertEqual(header, ["x%d" % (j + 1) for j in range(m)])
@@ -209,19 +240,19 @@ class Formats(CommandTest):
         self.assertEqual(sorted(self.design("-n", "2", "-m", "1", "--random")[1]), [[0.0], [1.0]])
         for seed in ("1", "2", "3"):
             start = self.design("-n", "15", "-m", "3", "--random", "--seed", seed)[1]
-            best = self.design("-n", "15", "-m", "3", "--seed", seed)[1]
+            best = self.design("-n", "15", "-m", "3", "--classic", "--seed", seed)[1]
             self.assertLessEqual(phi_p(levels_of(best, 15)), phi_p(levels_of(start, 15)), seed)
 
 
 class Scaling(CommandTest):
     def test_levels_and_bounds_follow_the_unit_values(self):
-        unit = self.design("-n", "11", "-m", "3")[1]
-        header, rows = parse(self.ok("-n", "11", "-m", "3", "--quiet", "--levels")[0])
+        unit = self.design("-n", "11", "-m", "3", "--classic")[1]
+        header, rows = parse(self.ok("-n", "11", "-m", "3", "--classic", "--quiet", "--levels")[0])
         self.assertEqual(header, ["x1", "x2", "x3"])
         self.assertEqual([[int(cell) for cell in row] for row in rows], levels_of(unit, 11))
         for extra, bounds in ((["--bounds", "10:20"], [(10.0, 20.0)] * 3),
                               (["--bounds=-1:1,-5.5:-2,0.1:0.3"], [(-1.0, 1.0), (-5.5, -2.0), (0.1, 0.3)])):
-            scaled = self.design("-n", "11", "-m", "3", *extra)[1]
+            scaled = self.design("-n", "11", "-m", "3", "--classic", *extra)[1]
             for j, (lo, hi) in enumerate(bounds):
                 column = [row[j] for row in scaled]
                 self.assertEqual((min(column), max(column)), (lo, hi))  # the ends land exactly
@@ -248,52 +279,57 @@ class Seeds(CommandTest):
             seed_args = [] if seed == "default" else ["--seed", seed]
             for mode, extra in ((1, []), (0, ["--random"])):
                 with self.subTest(n=n, m=m, seed=seed, mode=mode):
-                    out = self.ok("-n", str(n), "-m", str(m), "--quiet", *seed_args, *extra)[0]
+                    out = self.ok("-n", str(n), "-m", str(m), "--quiet", *seed_args, *extra, "--classic")[0]
                     self.assertEqual(out, self.reference(n, m, mode, seed))
             # The command's own search, given the entry point's limits, agrees too.
-            out = self.ok("-n", str(n), "-m", str(m), "--quiet", *seed_args, "--max-iterations", "2000",
+            out = self.ok("-n", str(n), "-m", str(m), "--quiet", "--classic", *seed_args, "--max-iterations", "2000",
                           "--stall-iterations", "100", "--min-iterations", "5", "--convergence", "0.01")[0]
             self.assertEqual(out, self.reference(n, m, 1, seed))
 
     def test_a_low_iteration_limit_takes_the_default_minimum_along(self):
         for limit in ("1", "3", "5"):
-            doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", limit,
+            doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--classic", "--format", "json",
+                                     "--max-iterations", limit,
                                      "--stall-iterations", "1000")[0])
             self.assertEqual((doc["settings"]["max_iterations"], doc["settings"]["min_iterations"]),
                              (int(limit), int(limit) - 1))
         # Stopped by the limit itself: three iterations differ from four.
-        three = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "3", "--stall-iterations", "1000")[0]
-        four = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "4", "--stall-iterations", "1000")[0]
+        three = self.ok("-n", "20", "-m", "4", "--quiet", "--classic", "--max-iterations", "3",
+                        "--stall-iterations", "1000")[0]
+        four = self.ok("-n", "20", "-m", "4", "--quiet", "--classic", "--max-iterations", "4",
+                       "--stall-iterations", "1000")[0]
         self.assertNotEqual(three, four)
-        doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--format", "json", "--max-iterations", "6")[0])
+        doc = json.loads(self.ok("-n", "10", "-m", "3", "--quiet", "--classic", "--format", "json",
+                                 "--max-iterations", "6")[0])
         self.assertEqual(doc["settings"]["min_iterations"], 5)
 
     def test_other_limits_change_the_search_but_keep_a_latin_design(self):
-        full = self.ok("-n", "20", "-m", "4", "--quiet")[0]
-        short = self.ok("-n", "20", "-m", "4", "--quiet", "--max-iterations", "6", "--stall-iterations", "1000")[0]
+        full = self.ok("-n", "20", "-m", "4", "--quiet", "--classic")[0]
+        short = self.ok("-n", "20", "-m", "4", "--quiet", "--classic", "--max-iterations", "6",
+                        "--stall-iterations", "1000")[0]
         self.assertNotEqual(full, short)
         for extra in (["--stall-iterations", "1"], ["--time-limit", "0"], ["--convergence", "0"],
                       ["--min-iterations", "0"]):
-            self.assertLatin(self.design("-n", "10", "-m", "3", *extra)[1], 10, 3)
+            self.assertLatin(self.design("-n", "10", "-m", "3", "--classic", *extra)[1], 10, 3)
 
 
 class Progress(CommandTest):
     def test_progress_goes_to_standard_error_only(self):
-        out, err = self.ok("-n", "10", "-m", "3")
+        out, err = self.ok("-n", "10", "-m", "3", "--classic")
         self.assertNotIn("Iteration", out)
         self.assertTrue(err.startswith("Iteration #: 000\t\tOptimality criterion = "), err)
-        self.assertEqual(self.ok("-n", "10", "-m", "3", "--quiet"), (out, ""))
-        self.assertEqual(self.ok("-n", "10", "-m", "3", "--random")[1], "")
-        out, err = self.ok("-n", "10", "-m", "3", "--format", "json", "--stall-iterations", "3")
+        self.assertEqual(self.ok("-n", "10", "-m", "3", "--classic", "--quiet"), (out, ""))
+        self.assertEqual(self.ok("-n", "10", "-m", "3", "--classic", "--random")[1], "")
+        out, err = self.ok("-n", "10", "-m", "3", "--classic", "--format", "json", "--stall-iterations", "3")
         self.assertIn("\nIteration #: 003\t\t", err)
         json.loads(out)
-        out, err = self.ok("-n", "10", "-m", "3", "-o", "d.csv")
+        out, err = self.ok("-n", "10", "-m", "3", "--classic", "-o", "d.csv")
         self.assertEqual(out, "")
         self.assertIn("Iteration #: 000", err)
 
     def stop_line(self, *args):
         """The last line on standard error, which says why the search stopped."""
-        err = self.ok("-n", "12", "-m", "3", *args)[1]
+        err = self.ok("-n", "12", "-m", "3", "--classic", *args)[1]
         last = err.splitlines()[-1]
         self.assertRegex(last, r"^olhs: the search stopped after \d+ iterations and \d+\.\d\d s: ")
         self.assertTrue(all(line.startswith("Iteration #: ") for line in err.splitlines()[:-1]), err)
@@ -324,6 +360,154 @@ class Progress(CommandTest):
         self.assertIn("standard output", err)
 
 
+class Optimiser(CommandTest):
+    def run_json(self, *args):
+        return json.loads(self.ok("-n", "14", "-m", "3", "--quiet", "--format", "json", *args)[0])
+
+    def test_default_is_the_optimiser_with_the_library_defaults(self):
+        default = self.ok("-n", "14", "-m", "3", "--quiet")[0]
+        explicit = self.ok("-n", "14", "-m", "3", "--quiet", "--restarts", "2", "--iterations", "200", "--metric",
+                           "cityblock", "-p", "50", "--placement", "centered")[0]
+        self.assertEqual(default, explicit)
+        self.assertNotEqual(default, self.ok("-n", "14", "-m", "3", "--quiet", "--classic")[0])
+        self.assertCentered(floats(parse(default)[1]), 14, 3)
+        # The same bits on any number of threads.
+        for threads in ("1", "2", "0"):
+            self.assertEqual(self.ok("-n", "14", "-m", "3", "--quiet", "-j", threads)[0], default, threads)
+            self.assertEqual(self.ok("-n", "14", "-m", "3", "--quiet", "--threads", threads)[0], default, threads)
+        # Every setting reaches the search.
+        for extra in (["--iterations", "3"], ["--seed", "9"], ["--placement", "grid"]):
+            self.assertNotEqual(self.ok("-n", "14", "-m", "3", "--quiet", *extra)[0], default, extra)
+        for extra, p, metric in ((["-p", "7.5"], 7.5, "cityblock"), (["--metric", "euclidean"], 50, "euclidean"),
+                                 (["--metric", "euclidean", "-p", "3"], 3, "euclidean")):
+            doc = self.run_json(*extra)
+            levels = centered_levels(doc["design"], 14)
+            expected = phi_p_of(levels, p, metric)
+            self.assertAlmostEqual(doc["phi_p"], expected, delta=1e-9 * expected, msg=extra)
+            self.assertEqual((doc["settings"]["p"], doc["settings"]["metric"]), (p, metric))
+            self.assertNotAlmostEqual(doc["phi_p"], phi_p_of(levels, 50 if p != 50 else 7.5, "cityblock"),
+                                      delta=1e-9 * expected)
+        self.assertEqual(self.run_json("--restarts", "1")["result"]["restarts"], 1)
+        doc = self.run_json("--iterations", "3", "--restarts", "5")
+        self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 15,
+                                         "restarts": 5})
+
+    def test_placements_levels_and_bounds(self):
+        levels = [[int(x) for x in row] for row in parse(self.ok("-n", "9", "-m", "3", "--quiet", "--levels")[0])[1]]
+        self.assertEqual([sorted(column) for column in zip(*levels)], [list(range(1, 10))] * 3)
+        places = {"centered": lambda k: (k - 0.5) / 9, "grid": lambda k: (k - 1) / 8}
+        for placement, place in places.items():
+            values = self.design("-n", "9", "-m", "3", "--placement", placement)[1]
+            self.assertEqual(values, [[place(k) for k in row] for row in levels], placement)
+            lv = parse(self.ok("-n", "9", "-m", "3", "--quiet", "--levels", "--placement", placement)[0])[1]
+            self.assertEqual([[int(x) for x in row] for row in lv], levels)
+            scaled = self.design("-n", "9", "-m", "3", "--placement", placement, "--bounds=-1:3")[1]
+            for row, value_row in zip(scaled, values):
+                for y, x in zip(row, value_row):
+                    self.assertAlmostEqual(y, -1 + 4 * x, delta=1e-12)
+        jittered = self.design("-n", "9", "-m", "3", "--placement", "jittered")[1]
+        self.assertEqual(jittered, self.design("-n", "9", "-m", "3", "--placement", "jittered")[1])
+        for row, level_row in zip(jittered, levels):
+            for x, k in zip(row, level_row):
+                self.assertTrue((k - 1) / 9 <= x < k / 9, (x, k))
+        self.assertNotEqual(jittered, self.design("-n", "9", "-m", "3")[1])
+
+    def test_time_budget(self):
+        doc = self.run_json("--time-budget", "0.2")
+        self.assertEqual((doc["settings"]["time_budget"], doc["settings"]["iterations"]), (0.2, 0))
+        self.assertEqual(doc["result"]["stop_reason"], "time budget")
+        self.assertCentered(doc["design"], 14, 3)
+        _, err = self.ok("-n", "14", "-m", "3", "--time-budget", "0.1")
+        self.assertRegex(err.splitlines()[-1], SUMMARY)
+        self.assertTrue(err.endswith("stopped by: time budget\n"), err)
+        # Iterations given: they end the run long before the budget.
+        doc = self.run_json("--time-budget", "1e5", "--iterations", "4")
+        self.assertEqual((doc["settings"]["time_budget"], doc["settings"]["iterations"]), (1e5, 4))
+        self.assertEqual((doc["result"]["stop_reason"], doc["result"]["iterations"]), ("iterations", 8))
+
+    def test_json_holds_every_setting_that_remakes_the_design(self):
+        args = ["-n", "11", "-m", "4", "--seed", "31", "--restarts", "3", "--iterations", "17", "--metric",
+                "euclidean", "-p", "12.5", "--placement", "jittered", "--bounds=-2:2,0:1,5:6,1e3:2e3", "-j", "1"]
+        doc = json.loads(self.ok(*args, "--quiet", "--format", "json")[0])
+        self.assertEqual((doc["n"], doc["m"], doc["seed"], doc["bounds"]),
+                         (11, 4, 31, [[-2, 2], [0, 1], [5, 6], [1000, 2000]]))
+        settings = doc["settings"]
+        self.assertEqual(settings, {"optimised": True, "classic": False, "restarts": 3, "iterations": 17,
+                                    "time_budget": None, "metric": "euclidean", "p": 12.5,
+                                    "placement": "jittered", "threads": 1})
+        again = ["-n", str(doc["n"]), "-m", str(doc["m"]), "--seed", str(doc["seed"]),
+                 "--bounds=" + ",".join("%r:%r" % tuple(pair) for pair in doc["bounds"])]
+        for key in ("restarts", "iterations", "metric", "placement"):
+            again += ["--" + key, str(settings[key])]
+        again += ["-p", repr(settings["p"])]
+        self.assertEqual(json.loads(self.ok(*again, "--quiet", "--format", "json")[0])["design"], doc["design"])
+        self.assertEqual(doc["result"]["restarts"], 3)
+        self.assertEqual(doc["result"]["iterations"], 51)
+
+    def test_summary_line_and_quiet(self):
+        out, err = self.ok("-n", "12", "-m", "3", "--format", "json", "--metrics")
+        doc = json.loads(out)
+        lines = err.splitlines()
+        self.assertEqual(len(lines), 5, err)
+        self.assertNotIn("\r", err)  # no live line when standard error is not a terminal
+        match = SUMMARY.match(lines[0])
+        self.assertTrue(match, lines[0])
+        self.assertEqual((float(match.group(1)), int(match.group(2)), int(match.group(3)), match.group(4)),
+                         (doc["phi_p"], 2, 400, "iterations"))
+        self.assertEqual(lines[1], "phi_p: " + repr(doc["phi_p"]))
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--format", "json", "-q")[1], "")
+        self.assertEqual(self.ok("-n", "12", "-m", "3", "--format", "json", "--metrics", "--quiet")[1],
+                         "phi_p: " + repr(doc["phi_p"]) + "\n" + "\n".join(lines[2:]) + "\n")
+
+    def test_live_line_on_a_terminal(self):
+        master, slave = pty.openpty()
+        try:
+            proc = subprocess.Popen([OLHS, "-n", "12", "-m", "3", "--restarts", "3", "-o", "d.csv"], cwd=self.dir,
+                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=slave)
+            os.close(slave)
+            slave = None
+            seen = b""
+            while True:
+                try:
+                    chunk = os.read(master, 4096)
+                except OSError:  # the terminal's other side closed
+                    break
+                if not chunk:
+                    break
+                seen += chunk
+            self.assertEqual(proc.wait(timeout=120), 0)
+        finally:
+            os.close(master)
+            if slave is not None:
+                os.close(slave)
+        text = seen.decode()
+        self.assertTrue(text.startswith("\rolhs: restarts 0/3 done, best phi_p "), repr(text))
+        self.assertIn("\rolhs: restarts 3/3 done, best phi_p ", text)
+        self.assertNotIn(" left", text)  # no budget, no time left
+        # The line is wiped before the summary, which ends the output on a line of its own.
+        last = text.rstrip("\r\n").split("\r")[-1]
+        self.assertRegex(last, SUMMARY)
+        self.assertTrue(text.split("\r")[-3].strip() == "", repr(text[-300:]))
+        self.assertEqual(self.files(), ["d.csv"])
+
+
+class Classic(CommandTest):
+    def test_classic_is_the_entry_points_design(self):
+        with open(os.path.join(DATA, "classic_n10_m3_seed5.csv")) as f:
+            expected = f.read()
+        self.assertEqual(self.ok("-n", "10", "-m", "3", "--seed", "5", "--classic", "--quiet")[0], expected)
+        out, err = self.ok("-n", "10", "-m", "3", "--seed", "5", "--classic")
+        self.assertEqual(out, expected)
+        self.assertTrue(err.startswith("Iteration #: 000") and "phi_p" not in err, err)
+        doc = json.loads(self.ok("-n", "10", "-m", "3", "--seed", "5", "--classic", "--quiet", "--format",
+                                 "json")[0])
+        self.assertEqual(doc["settings"]["classic"], True)
+        self.assertEqual(doc["result"]["stop_reason"],
+                         "more than 100 iterations passed without improvement (--stall-iterations)")
+        self.assertEqual(self.ok("-n", "10", "-m", "3", "--random", "--classic", "--quiet")[0],
+                         self.ok("-n", "10", "-m", "3", "--random", "--quiet")[0])
+
+
 class Metrics(CommandTest):
     KEYS = ["max_abs_correlation", "min_city_block_distance", "min_euclidean_distance", "phi_p"]
 
@@ -333,7 +517,7 @@ class Metrics(CommandTest):
         return got
 
     def test_metrics_of_the_printed_design(self):
-        out, err = self.ok("-n", "12", "-m", "3", "--metrics", "--format", "json")
+        out, err = self.ok("-n", "12", "-m", "3", "--classic", "--metrics", "--format", "json")
         # On standard error after the progress lines, and the same in the document.
         self.assertTrue(err.startswith("Iteration #: 000") and
                         all(line.startswith("Iteration #: ") for line in err.splitlines()[:-5]), err)
@@ -422,7 +606,7 @@ class OutputFile(CommandTest):
     def test_failed_run_leaves_the_existing_file_alone(self):
         self.write("design.csv", "precious\n")
         before = os.stat(self.path("design.csv")).st_mtime_ns
-        for bad in (["-n", "1", "-m", "2"], ["-n", "5", "-m", "2", "--report", "missing/dir/r_"],
+        for bad in (["-n", "1", "-m", "2"], ["-n", "5", "-m", "2", "--classic", "--report", "missing/dir/r_"],
                     ["-n", "5", "-m", "2", "--plot", "missing/p.svg"], ["-n", "2000000000", "-m", "2"]):
             self.assertRefused(bad + ["-o", "design.csv"])
             self.assertEqual(self.read("design.csv"), "precious\n")
@@ -442,7 +626,7 @@ class OutputFile(CommandTest):
             with self.subTest(signal=sig.name):
                 self.write("design.csv", "precious\n")
                 # A search that never stalls nor reaches its limit.
-                proc = subprocess.Popen([OLHS, "-n", "30", "-m", "8", "-o", "design.csv", "--max-iterations",
+                proc = subprocess.Popen([OLHS, "-n", "30", "-m", "8", "-o", "design.csv", "--classic", "--max-iterations",
                                          "2000000000", "--stall-iterations", "2000000000", "--convergence", "0"],
                                         cwd=self.dir, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                         stdin=subprocess.DEVNULL)
@@ -466,7 +650,7 @@ class OutputFile(CommandTest):
 class Report(CommandTest):
     def test_report_files_with_prefix_and_limits(self):
         os.mkdir(self.path("reports"))
-        out = self.ok("-n", "12", "-m", "3", "--quiet", "--report", "reports/run1_")[0]
+        out = self.ok("-n", "12", "-m", "3", "--quiet", "--classic", "--report", "reports/run1_")[0]
         self.assertEqual(sorted(os.listdir(self.path("reports"))),
                          sorted("run1_" + name for name in ["Inital_0.rpt", "Optimal_0.rpt", "Inital_1.rpt",
                                                             "Optimal_1.rpt", "FullReport.rpt"]))
@@ -479,7 +663,7 @@ class Report(CommandTest):
                  .splitlines() if line.strip() and not line.startswith("Optim")]
         self.assertEqual(table, levels_of(floats(parse(out)[1]), 12))
         self.assertEqual(out, self.reference(12, 3, 1, "default"))
-        self.ok("-n", "8", "-m", "2", "--quiet", "--report", "r_", "--stall-iterations", "4")
+        self.ok("-n", "8", "-m", "2", "--quiet", "--classic", "--report", "r_", "--stall-iterations", "4")
         self.assertIn("Maximum number of iterations without improvements: 4\n", self.read("r_FullReport.rpt"))
 
 
@@ -554,14 +738,14 @@ class Plot(CommandTest):
         return found
 
     def test_axes_show_the_printed_scale(self):
-        self.ok("-n", "20", "-m", "2", "--quiet", "--plot", "p.svg")
+        self.ok("-n", "20", "-m", "2", "--quiet", "--classic", "--plot", "p.svg")
         labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {0: (0, 1), 1: (0, 1)})
         self.assertEqual(labels[("x", 0)], ["0", "0.2", "0.4", "0.6", "0.8", "1"])
         self.assertEqual(labels[("x", 0)], labels[("y", 1)])
-        self.ok("-n", "20", "-m", "3", "--quiet", "--levels", "--plot", "p.svg")
+        self.ok("-n", "20", "-m", "3", "--quiet", "--classic", "--levels", "--plot", "p.svg")
         labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 20) for j in range(3)})
         self.assertTrue(all(label.isdigit() for axis in labels.values() for label in axis), labels)
-        self.ok("-n", "3", "-m", "2", "--quiet", "--levels", "--plot", "p.svg")
+        self.ok("-n", "3", "-m", "2", "--quiet", "--classic", "--levels", "--plot", "p.svg")
         labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (1, 3) for j in range(2)})
         self.assertEqual(labels[("y", 0)], ["1", "2", "3"])
         bounds = [(-1, 1), (100, 1e3), (0, 0.1), (0.001, 0.0013), (12345, 12346), (-1.7e308, 1.7e308),
@@ -569,7 +753,7 @@ class Plot(CommandTest):
         text = ",".join("%r:%r" % pair for pair in bounds)
         labels = {}
         for chosen in ("1,2,3,4", "5,6,7,8"):
-            self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables",
+            self.ok("-n", "30", "-m", "8", "--quiet", "--classic", "--bounds=" + text, "--plot", "p.svg", "--plot-variables",
                     chosen)
             shown = [int(j) - 1 for j in chosen.split(",")]
             labels.update(self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: bounds[j] for j in shown}))
@@ -587,9 +771,18 @@ class Plot(CommandTest):
             self.assertTrue(all(significant_digits(label) <= 6 for label in labels[("x", j)]), labels[("x", j)])
             self.assertTrue(all(math.isclose(b - a, values[1] - values[0]) for a, b in zip(values, values[1:])))
         # Only the chosen variables, each with its own scale.
-        self.ok("-n", "30", "-m", "8", "--quiet", "--bounds=" + text, "--plot", "p.svg", "--plot-variables", "5,1")
+        self.ok("-n", "30", "-m", "8", "--quiet", "--classic", "--bounds=" + text, "--plot", "p.svg", "--plot-variables", "5,1")
         labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {4: bounds[4], 0: bounds[0]})
         self.assertEqual(labels[("y", 0)], ["-1", "-0.5", "0", "0.5", "1"])
+
+    def test_axes_follow_the_placement(self):
+        self.ok("-n", "20", "-m", "2", "--quiet", "--plot", "p.svg")
+        self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (0.025, 0.975) for j in range(2)})
+        self.ok("-n", "20", "-m", "2", "--quiet", "--bounds", "0:20", "--plot", "p.svg")
+        labels = self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (0.5, 19.5) for j in range(2)})
+        self.assertEqual(labels[("x", 0)][0], "5")
+        self.ok("-n", "20", "-m", "2", "--quiet", "--placement", "grid", "--plot", "p.svg")
+        self.check_axes(ET.parse(self.path("p.svg")).getroot(), {j: (0, 1) for j in range(2)})
 
     def test_scatter_matrix(self):
         for n, m in [(20, 4), (5, 2)]:
@@ -658,16 +851,16 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--seed", "-1"], "--seed", "from 0 to 18446744073709551615"),
         (["-n", "5", "-m", "2", "--seed", "1e3"], "--seed", "whole number"),
         (["-n", "5", "-m", "2", "--seed", "18446744073709551616"], "--seed", "18446744073709551615"),
-        (["-n", "5", "-m", "2", "--max-iterations", "0"], "--max-iterations", "from 1"),
-        (["-n", "5", "-m", "2", "--max-iterations", "5", "--min-iterations", "5"], "--max-iterations",
+        (["-n", "5", "-m", "2", "--classic", "--max-iterations", "0"], "--max-iterations", "from 1"),
+        (["-n", "5", "-m", "2", "--classic", "--max-iterations", "5", "--min-iterations", "5"], "--max-iterations",
          "greater than"),
-        (["-n", "5", "-m", "2", "--min-iterations", "3000"], "--min-iterations", "greater than"),
-        (["-n", "5", "-m", "2", "--min-iterations", "-1"], "--min-iterations", "from 0"),
-        (["-n", "5", "-m", "2", "--stall-iterations", "0"], "--stall-iterations", "from 1"),
-        (["-n", "5", "-m", "2", "--time-limit", "-1"], "--time-limit", "from 0"),
-        (["-n", "5", "-m", "2", "--time-limit", "inf"], "--time-limit", "'inf'"),
-        (["-n", "5", "-m", "2", "--convergence", "1.5"], "--convergence", "from 0 to 1"),
-        (["-n", "5", "-m", "2", "--convergence", "nan"], "--convergence", "from 0 to 1"),
+        (["-n", "5", "-m", "2", "--classic", "--min-iterations", "3000"], "--min-iterations", "greater than"),
+        (["-n", "5", "-m", "2", "--classic", "--min-iterations", "-1"], "--min-iterations", "from 0"),
+        (["-n", "5", "-m", "2", "--classic", "--stall-iterations", "0"], "--stall-iterations", "from 1"),
+        (["-n", "5", "-m", "2", "--classic", "--time-limit", "-1"], "--time-limit", "from 0"),
+        (["-n", "5", "-m", "2", "--classic", "--time-limit", "inf"], "--time-limit", "'inf'"),
+        (["-n", "5", "-m", "2", "--classic", "--convergence", "1.5"], "--convergence", "from 0 to 1"),
+        (["-n", "5", "-m", "2", "--classic", "--convergence", "nan"], "--convergence", "from 0 to 1"),
         (["-n", "5", "-m", "2", "--bounds", "1:0"], "--bounds", "LO < HI"),
         (["-n", "5", "-m", "2", "--bounds", "2:2"], "--bounds", "LO < HI"),
         (["-n", "5", "-m", "2", "--bounds", "0-1"], "--bounds", "LO:HI"),
@@ -678,10 +871,39 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--levels", "--bounds", "0:1"], "--levels", "--bounds"),
         (["-n", "5", "-m", "2", "--format", "xml"], "--format", "csv, tsv or json"),
         (["-n", "5", "-m", "2", "--random", "--max-iterations", "50"], "--max-iterations", "--random"),
+        (["-n", "5", "-m", "2", "--max-iterations", "50"], "--max-iterations", "needs --classic"),
+        (["-n", "5", "-m", "2", "--stall-iterations", "5"], "--stall-iterations", "needs --classic"),
+        (["-n", "5", "-m", "2", "--min-iterations", "5"], "--min-iterations", "needs --classic"),
+        (["-n", "5", "-m", "2", "--time-limit", "5"], "--time-limit", "needs --classic"),
+        (["-n", "5", "-m", "2", "--convergence", "0.1"], "--convergence", "needs --classic"),
+        (["-n", "5", "-m", "2", "--report", "r_"], "--report", "needs --classic"),
+        (["-n", "5", "-m", "2", "--classic", "-j", "2"], "--threads", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "--restarts", "2"], "--restarts", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "--iterations", "2"], "--iterations", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "--time-budget", "2"], "--time-budget", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "--metric", "cityblock"], "--metric", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "-p", "50"], "-p", "--classic"),
+        (["-n", "5", "-m", "2", "--classic", "--placement", "grid"], "--placement", "--classic"),
+        (["-n", "5", "-m", "2", "--random", "--restarts", "2"], "--restarts", "--random"),
+        (["-n", "5", "-m", "2", "-j", "-1"], "--threads", "from 0 to 1024"),
+        (["-n", "5", "-m", "2", "--threads", "1025"], "--threads", "from 0 to 1024"),
+        (["-n", "5", "-m", "2", "--restarts", "0"], "--restarts", "from 1 to 2147483647"),
+        (["-n", "5", "-m", "2", "--iterations", "-1"], "--iterations", "from 0"),
+        (["-n", "5", "-m", "2", "--iterations", "0"], "--iterations", "needs --time-budget"),
+        (["-n", "5", "-m", "2", "--time-budget", "0"], "--time-budget", "above 0"),
+        (["-n", "5", "-m", "2", "--time-budget", "-1"], "--time-budget", "from 0 to 1e+09"),
+        (["-n", "5", "-m", "2", "--time-budget", "2e9"], "--time-budget", "1e+09"),
+        (["-n", "5", "-m", "2", "--time-budget", "inf"], "--time-budget", "'inf'"),
+        (["-n", "5", "-m", "2", "-p", "0.5"], "-p", "from 1 to 200"),
+        (["-n", "5", "-m", "2", "-p", "201"], "-p", "from 1 to 200"),
+        (["-n", "5", "-m", "2", "--metric", "manhattan"], "--metric", "cityblock or euclidean"),
+        (["-n", "5", "-m", "2", "--placement", "middle"], "--placement", "centered, grid or jittered"),
+        # Refused by the library, in the command's words.
+        (["-n", "300", "-m", "300", "--metric", "euclidean"], "olhs: --metric: euclidean takes designs", ""),
         (["-n", "5", "-m", "2", "--random", "--report", "r_"], "--report", "--random"),
         (["-n", "5", "-m", "2", "-o", ""], "-o", "file name"),
         (["-n", "5", "-m", "2", "-o", "no/such/dir/d.csv"], "-o", "writable directory"),
-        (["-n", "5", "-m", "2", "--report", "no/such/dir/r_"], "--report", "writable directory"),
+        (["-n", "5", "-m", "2", "--classic", "--report", "no/such/dir/r_"], "--report", "writable directory"),
         (["-n", "5", "-m", "2", "--plot", "no/such/dir/p.svg"], "--plot", "writable directory"),
         (["-n", "5", "-m", "2", "-o", "same.svg", "--plot", "same.svg"], "--plot", "same file"),
         (["-n", "5", "-m", "1", "--random", "--plot", "p.svg"], "--plot", "at least 2"),
@@ -757,11 +979,15 @@ class HelpAndVersion(CommandTest):
         self.assertEqual((status, err), (0, ""))
         for option in ("-n --points -m --variables --random --seed --max-iterations --stall-iterations "
                        "--min-iterations --time-limit --convergence --bounds --levels --format -o --output --report "
-                       "--metrics --plot --plot-variables --quiet --help --version").split():
+                       "--metrics --plot --plot-variables --quiet --help --version --classic -j --threads --restarts "
+                       "--iterations --time-budget --metric -p --placement").split():
             self.assertIn(option, out)
         flat = " ".join(out.split())  # descriptions are wrapped
         for text in ("nothing to optimise", "Default 2000", "Default 100", "Default 5", "Default 0.01", "Default csv", "20261123",
-                     "0 to 18446744073709551615", "2 to 2147483647", "0 to 1.", "no limit", "no report"):
+                     "0 to 18446744073709551615", "2 to 2147483647", "0 to 1.", "no limit", "no report",
+                     "Default 200", "Default 2.", "Default centered", "Default cityblock", "Default 50",
+                     "depends on timing", "--classic makes the design of the library's original entry point",
+                     "With --classic: stop the search"):
             self.assertIn(text, flat)
         self.assertTrue(all(len(line) <= 100 for line in out.splitlines()))
         # --help wins over the other options and writes nothing.
