@@ -46,8 +46,8 @@ void check(int n, int m, const Options& o) {
     if (o.threads < 0) refuse("threads", "must be 0 (all cores) or more", std::to_string(o.threads));
     if (o.iterations < 0) refuse("iterations", "must be 0 (no limit, with a time budget) or more",
                                  std::to_string(o.iterations));
-    if (!(o.timeBudget >= 0.0) || !std::isfinite(o.timeBudget))
-        refuse("timeBudget", "must be a finite number of seconds, 0 for none", text(o.timeBudget));
+    if (!(o.timeBudget >= 0.0 && o.timeBudget <= 1e9))
+        refuse("timeBudget", "must lie in [0, 1e9] seconds, 0 for none", text(o.timeBudget));
     if (o.iterations == 0 && o.timeBudget == 0.0)
         refuse("iterations", "0 (no limit) needs a time budget", "0 and no time budget");
     if (!(o.p >= 1.0 && o.p <= 200.0)) refuse("p", "must lie in [1, 200]", text(o.p));

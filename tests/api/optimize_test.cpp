@@ -76,6 +76,7 @@ TEST(Optimize, RefusesBadOptionsNamingThemAndTheirRange) {
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = -1.0; }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = std::nan(""); }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = INFINITY; }), "timeBudget: "});
+    cases.push_back({5, 2, with([](Options& o) { o.timeBudget = 1e300; }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.p = 0.5; }), "p: "});
     cases.push_back({5, 2, with([](Options& o) { o.p = std::nan(""); }), "p: "});
     cases.push_back({5000, 10, with([](Options& o) { o.metric = olhs::Metric::Euclidean; }), "metric: "});
