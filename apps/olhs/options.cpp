@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include "olhs/CRand.h"
+#include "olhs/optimize.h"
 #include "usage_error.h"
 
 #ifndef OLHS_VERSION
@@ -153,7 +154,8 @@ Declared declare(CLI::App& app, RawOptions& raw) {
     d.iterations = app.add_option("--iterations", raw.iterations,
                                   wrapped("Outer iterations of each restart of the optimiser, 0 to "
                                           "9223372036854775807; 0 runs until --time-budget, which it then needs. "
-                                          "Default 200, or 0 when --time-budget is given."))
+                                          "Default: chosen from n (200 up to 150 points, then 30000/n, at least 50), or until "
+                                          "--time-budget when one is given."))
                        ->type_name("N");
     d.timeBudget = app.add_option("--time-budget", raw.timeBudget,
                                   wrapped("Stop the optimiser once SECONDS (fractional, above 0 and up to 1e+09) "
@@ -361,6 +363,9 @@ void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
         }
         s.timeBudget = budget;
         s.iterations = 0;
+    }
+    if (!given(d.timeBudget)) {
+        s.iterations = olhs::automaticIterations(o.n); // recorded in JSON as the value it is
     }
     if (given(d.iterations)) {
         s.iterations = static_cast<long>(parseInteger("--iterations", raw.iterations, 0, LONG_MAX));

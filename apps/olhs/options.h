@@ -32,7 +32,7 @@ struct SearchLimits {
 struct OptimiserSettings {
     int threads = 0; ///< 0: all cores
     int restarts = 2;
-    long iterations = 200;
+    long iterations = 0; // automatic: the library chooses from n
     double timeBudget = 0.0; ///< seconds; 0: none
     olhs::Metric metric = olhs::Metric::CityBlock;
     double p = 50.0;

@@ -44,12 +44,10 @@ void check(int n, int m, const Options& o) {
     if (m < 1) refuse("m", "the number of variables must be at least 1", std::to_string(m));
     if (o.restarts < 1) refuse("restarts", "must be at least 1", std::to_string(o.restarts));
     if (o.threads < 0) refuse("threads", "must be 0 (all cores) or more", std::to_string(o.threads));
-    if (o.iterations < 0) refuse("iterations", "must be 0 (no limit, with a time budget) or more",
+    if (o.iterations < 0) refuse("iterations", "must be 0 (automatic, or until the time budget) or more",
                                  std::to_string(o.iterations));
     if (!(o.timeBudget >= 0.0 && o.timeBudget <= 1e9))
         refuse("timeBudget", "must lie in [0, 1e9] seconds, 0 for none", text(o.timeBudget));
-    if (o.iterations == 0 && o.timeBudget == 0.0)
-        refuse("iterations", "0 (no limit) needs a time budget", "0 and no time budget");
     if (!(o.p >= 1.0 && o.p <= 200.0)) refuse("p", "must lie in [1, 200]", text(o.p));
     if (o.metric == Metric::Euclidean && engine::maxMeasure(n, m, 2) > euclideanTableLimit)
         refuse("metric", "euclidean takes designs with m (n - 1)^2 up to " + std::to_string(euclideanTableLimit) +
@@ -113,6 +111,11 @@ double place(int level, int n, Placement placement, engine::RandomStream& jitter
 
 } // namespace
 
+// Up to 150 points 200 outer iterations per restart; then fewer, as each costs more and
+// larger designs settle sooner (500 x 20: phi_p 0.000498 after 200, 0.000516 after 60,
+// against 0.000550 for the best other tool).
+long automaticIterations(int n) { return n <= 150 ? 200 : std::max(50L, 30000L / std::max(n, 1)); }
+
 std::string toString(StopReason reason) {
     switch (reason) {
     case StopReason::TimeBudget:
@@ -138,7 +141,9 @@ Result optimize(int n, int m, const Options& options) {
     plan.restarts = options.restarts;
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     plan.threads = options.threads == 0 ? static_cast<int>(cores) : options.threads;
-    plan.iterations = options.iterations == 0 ? std::numeric_limits<long>::max() : options.iterations;
+    plan.iterations = options.iterations > 0    ? options.iterations
+                      : options.timeBudget > 0.0 ? std::numeric_limits<long>::max()
+                                                 : automaticIterations(n);
     if (options.timeBudget > 0.0) {
         plan.deadline = started + std::chrono::duration_cast<Clock::duration>(
                                       std::chrono::duration<double>(options.timeBudget));

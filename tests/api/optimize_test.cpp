@@ -72,7 +72,6 @@ TEST(Optimize, RefusesBadOptionsNamingThemAndTheirRange) {
     cases.push_back({5, 2, with([](Options& o) { o.restarts = 0; }), "restarts: "});
     cases.push_back({5, 2, with([](Options& o) { o.threads = -1; }), "threads: "});
     cases.push_back({5, 2, with([](Options& o) { o.iterations = -1; }), "iterations: "});
-    cases.push_back({5, 2, with([](Options& o) { o.iterations = 0; }), "iterations: "});
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = -1.0; }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = std::nan(""); }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = INFINITY; }), "timeBudget: "});
@@ -95,6 +94,14 @@ TEST(Optimize, RefusesBadOptionsNamingThemAndTheirRange) {
     budgetOnly.iterations = 0;
     budgetOnly.timeBudget = 0.01;
     EXPECT_NO_THROW(olhs::optimize(5, 2, budgetOnly));
+}
+
+TEST(Optimize, IterationsDefaultToFewerForLargerDesigns) {
+    const Result small = olhs::optimize(20, 2), large = olhs::optimize(400, 2);
+    EXPECT_EQ(small.iterations, 2 * 200);
+    EXPECT_EQ(large.iterations, 2 * olhs::automaticIterations(400));
+    EXPECT_LT(olhs::automaticIterations(400), 200);
+    EXPECT_GE(olhs::automaticIterations(1000000), 50);
 }
 
 TEST(Optimize, SameBitsWhateverTheNumberOfThreads) {
