@@ -154,7 +154,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
     d.iterations = app.add_option("--iterations", raw.iterations,
                                   wrapped("Outer iterations of each restart of the optimiser, 0 to "
                                           "9223372036854775807; 0 runs until --time-budget, which it then needs. "
-                                          "Default: chosen from n (200 up to 150 points, then 30000/n, at least 50), or until "
+                                          "Default: chosen from n (400 up to 150 points, then 60000/n, at least 50), or until "
                                           "--time-budget when one is given."))
                        ->type_name("N");
     d.timeBudget = app.add_option("--time-budget", raw.timeBudget,

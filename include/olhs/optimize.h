@@ -46,7 +46,7 @@ struct Options {
     int restarts = 2;                ///< independent searches; the best design wins
     int threads = 0;                 ///< 0: all cores
     /// Outer iterations per restart; 0: until the time budget if one is set, else chosen
-    /// from n (200 up to 150 points, then fewer: 30000 / n, at least 50).
+    /// from n (400 up to 150 points, then fewer: 60000 / n, at least 50).
     long iterations = 0;
     double timeBudget = 0.0;         ///< seconds for the whole run (steady clock); 0: none
     Metric metric = Metric::CityBlock;

@@ -171,10 +171,10 @@ class Formats(CommandTest):
         self.assertEqual({k: doc[k] for k in ("n", "m", "seed", "default_seed", "scale", "bounds", "variables")},
                          {"n": 12, "m": 3, "seed": 20261123, "default_seed": True, "scale": "unit",
                           "bounds": None, "variables": ["x1", "x2", "x3"]})
-        self.assertEqual(doc["settings"], {"optimised": True, "classic": False, "restarts": 2, "iterations": 200,
+        self.assertEqual(doc["settings"], {"optimised": True, "classic": False, "restarts": 2, "iterations": 400,
                                            "time_budget": None, "metric": "cityblock", "p": 50,
                                            "placement": "centered", "threads": 0})
-        self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 400,
+        self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 800,
                                          "restarts": 2})
         self.assertNotIn("metrics", doc)
         self.assertEqual(doc["design"], floats(rows))
@@ -453,7 +453,7 @@ class Optimiser(CommandTest):
         match = SUMMARY.match(lines[0])
         self.assertTrue(match, lines[0])
         self.assertEqual((float(match.group(1)), int(match.group(2)), int(match.group(3)), match.group(4)),
-                         (doc["phi_p"], 2, 400, "iterations"))
+                         (doc["phi_p"], 2, 800, "iterations"))
         self.assertEqual(lines[1], "phi_p: " + repr(doc["phi_p"]))
         self.assertEqual(self.ok("-n", "12", "-m", "3", "--format", "json", "-q")[1], "")
         self.assertEqual(self.ok("-n", "12", "-m", "3", "--format", "json", "--metrics", "--quiet")[1],
