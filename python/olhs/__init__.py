@@ -1,0 +1,268 @@
+"""Optimal Latin hypercube designs for computer experiments, as numpy arrays.
+
+>>> import olhs
+>>> x = olhs.optimal_lhs(20, 3, seed=7)          # 20 points in [0, 1]^3
+>>> x.shape
+(20, 3)
+
+``optimal_lhs`` runs the library's optimiser (independent restarts of an enhanced
+stochastic evolutionary search minimising phi_p) with the search outside the GIL;
+``classic_lhs`` gives the design of the classic entry point; ``olhs.qmc`` holds a
+``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
+library and the ``olhs`` command.
+"""
+
+import operator
+
+import numpy as np
+
+from . import _olhs
+from ._olhs import Progress
+
+__all__ = ["optimal_lhs", "classic_lhs", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
+__version__ = "0.1.0"
+
+#: Seed of ``optimal_lhs`` when none is given (the C++ ``olhs::Options`` default).
+DEFAULT_SEED = int(_olhs.DEFAULT_SEED)
+#: Seed of ``classic_lhs`` when none is given (the classic stream's fixed seed, as the command uses).
+CLASSIC_DEFAULT_SEED = int(_olhs.CLASSIC_DEFAULT_SEED)
+
+_INT_MAX = 2**31 - 1
+_SEED_MAX = 2**64 - 1
+_METRICS = ("cityblock", "euclidean")
+_PLACEMENTS = ("centered", "grid", "jittered")
+
+
+def _integer(name, value, low, high, meaning):
+    if isinstance(value, bool):
+        raise TypeError(f"{name}: must be an integer, not bool")
+    try:
+        value = operator.index(value)
+    except TypeError:
+        raise TypeError(f"{name}: must be an integer (got {type(value).__name__})") from None
+    if not low <= value <= high:
+        raise ValueError(f"{name}: {meaning} (got {value})")
+    return value
+
+
+def _real(name, value, low, high, meaning):
+    if isinstance(value, bool) or not isinstance(value, (int, float, np.integer, np.floating)):
+        raise TypeError(f"{name}: must be a real number (got {type(value).__name__})")
+    value = float(value)
+    if not low <= value <= high:  # also refuses NaN
+        raise ValueError(f"{name}: {meaning} (got {value!r})")
+    return value
+
+
+def _choice(name, value, accepted):
+    if not isinstance(value, str):
+        raise TypeError(f"{name}: must be a string, one of {', '.join(map(repr, accepted))} "
+                        f"(got {type(value).__name__})")
+    if value not in accepted:
+        raise ValueError(f"{name}: must be one of {', '.join(map(repr, accepted))} (got {value!r})")
+    return value
+
+
+def _seed(value, default):
+    if value is None:
+        return default
+    return _integer("seed", value, 0, _SEED_MAX, f"must lie in [0, {_SEED_MAX}]")
+
+
+def _points(n):
+    return _integer("n", n, 2, _INT_MAX, f"the number of points must lie in [2, {_INT_MAX}]")
+
+
+def _variables(d):
+    return _integer("d", d, 1, _INT_MAX, f"the number of variables must lie in [1, {_INT_MAX}]")
+
+
+def _bounds(bounds, d):
+    """The (d, 2) array of finite lower < upper bounds, or None."""
+    if bounds is None:
+        return None
+    try:
+        b = np.array(bounds, dtype=np.float64)
+    except (TypeError, ValueError) as e:
+        raise TypeError(f"bounds: must be a (d, 2) array of numbers ({e})") from None
+    if b.shape != (d, 2):
+        raise ValueError(f"bounds: must have shape (d, 2) = ({d}, 2), one (lower, upper) row per variable "
+                         f"(got shape {b.shape})")
+    if not np.all(np.isfinite(b)):
+        raise ValueError("bounds: every bound must be finite")
+    reversed_rows = np.flatnonzero(~(b[:, 0] < b[:, 1]))
+    if reversed_rows.size:
+        j = int(reversed_rows[0])
+        raise ValueError(f"bounds: each row needs lower < upper (row {j} is {b[j, 0]!r}, {b[j, 1]!r})")
+    return b
+
+
+def _scaled(unit, b):
+    """Each column from [0, 1] into its bounds, as the command computes it."""
+    if b is None:
+        return unit
+    low, high = b[:, 0], b[:, 1]
+    return np.ascontiguousarray((1.0 - unit) * low + unit * high)
+
+
+def _settings(restarts, threads, iterations, time_budget, metric, p, placement):
+    """The search's settings, checked, in the order _olhs.optimize takes them."""
+    restarts = _integer("restarts", restarts, 1, _INT_MAX, f"must lie in [1, {_INT_MAX}]")
+    threads = _integer("threads", threads, 0, _INT_MAX, f"must be 0 (all cores) or lie in [1, {_INT_MAX}]")
+    iterations = 0 if iterations is None else _integer(
+        "iterations", iterations, 1, 2**63 - 1, "must be at least 1, or None (chosen from n)")
+    if time_budget is None:
+        time_budget = 0.0
+    else:
+        time_budget = _real("time_budget", time_budget, 0.0, 1e9, "must lie in (0, 1e9] seconds, or None")
+        if time_budget == 0.0:
+            raise ValueError("time_budget: must lie in (0, 1e9] seconds, or None (got 0.0)")
+    metric = _choice("metric", metric, _METRICS)
+    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
+    placement = _choice("placement", placement, _PLACEMENTS)
+    return restarts, threads, iterations, time_budget, metric, p, placement
+
+
+def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
+                time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, placement="centered", bounds=None,
+                progress=None):
+    """An optimal Latin hypercube of n points in d variables.
+
+    Runs the library's optimiser: ``restarts`` independent enhanced stochastic
+    evolutionary searches, on ``threads`` threads, each minimising phi_p; the best design
+    wins. Every column is a permutation of the n levels, placed in [0, 1] and then scaled
+    into ``bounds``.
+
+    Parameters
+    ----------
+    n : int
+        Number of points, at least 2.
+    d : int
+        Number of variables, at least 1.
+    seed : int, optional
+        0 to 2**64 - 1. None means ``olhs.DEFAULT_SEED`` (1, the C++ ``olhs::Options``
+        default), so a call without a seed gives the same design every time. The same
+        seed and settings give the same bits as the C++ ``olhs::optimize`` and the
+        command ``olhs --seed``, whatever the number of threads.
+    restarts : int
+        Independent searches, at least 1.
+    threads : int
+        Threads of the search; 0 (default) uses all cores.
+    iterations : int, optional
+        Outer iterations per restart, at least 1. None chooses them from n (400 up to
+        150 points, then 60000 / n, at least 50), or runs until ``time_budget`` if given.
+    time_budget : float, optional
+        Seconds for the whole search, in (0, 1e9]; the design then depends on timing.
+    metric : {"cityblock", "euclidean"}
+        Distance between points in phi_p.
+    p : float
+        Exponent of phi_p, in [1, 200].
+    placement : {"centered", "grid", "jittered"}
+        Where level k of n lands in [0, 1]: (k - 0.5) / n, (k - 1) / (n - 1), or
+        uniformly inside its cell (seeded).
+    bounds : array_like, optional
+        (d, 2) rows of finite (lower, upper) with lower < upper: column j is scaled
+        to ``(1 - x) * lower + x * upper``.
+    progress : callable, optional
+        Called as ``progress(info)`` after each outer iteration of each restart, one call
+        at a time and from the search's threads, with an ``olhs.Progress`` (restart,
+        iteration, best_phi_p, elapsed_seconds). Returning False (or any false value
+        other than None) stops the search, which then returns the best design so far;
+        an exception stops it and is raised here.
+
+    Returns
+    -------
+    numpy.ndarray
+        C-contiguous float64 array of shape (n, d).
+
+    Raises
+    ------
+    ValueError, TypeError
+        An argument out of range or of the wrong type; the message names it.
+    KeyboardInterrupt
+        Ctrl-C stops the search within a fraction of a second (from the main thread).
+
+    Notes
+    -----
+    The search releases the GIL: searches in several Python threads run at once, each
+    giving the design it gives alone.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> x = olhs.optimal_lhs(10, 2, seed=3, bounds=[(0, 1), (-5, 5)])
+    >>> x.shape, bool(x[:, 1].min() >= -5)
+    ((10, 2), True)
+    """
+    n = _points(n)
+    d = _variables(d)
+    seed = _seed(seed, DEFAULT_SEED)
+    settings = _settings(restarts, threads, iterations, time_budget, metric, p, placement)
+    b = _bounds(bounds, d)
+    if progress is not None and not callable(progress):
+        raise TypeError(f"progress: must be callable or None (got {type(progress).__name__})")
+    result = _olhs.optimize(n, d, seed, *settings, progress)
+    return _scaled(result["design"], b)
+
+
+def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
+    """The design of the classic entry point ``OptimalLatinHypercubeDOE``, bit for bit.
+
+    Seeds the classic random stream, then calls the entry point: mode 1 improves a random
+    Latin hypercube with the classic search (at most 2000 iterations, stopping after 100
+    without improvement); any other mode returns the random design, whose first column
+    is the levels in order. Level k is placed at (k - 1) / (n - 1).
+
+    Parameters
+    ----------
+    n : int
+        Number of points, at least 2.
+    d : int
+        Number of variables: at least 2 in mode 1, at least 1 otherwise.
+    seed : int, optional
+        0 to 2**64 - 1; None means ``olhs.CLASSIC_DEFAULT_SEED`` (20261123), the seed
+        the command ``olhs --classic`` uses without ``--seed``. The design equals that
+        of ``olhs --classic --seed S``.
+    mode : int
+        1 to search, anything else for the random design.
+    verbose : bool
+        Let the search print its progress lines on standard output, as the entry point
+        does; by default they are discarded.
+
+    Returns
+    -------
+    numpy.ndarray
+        C-contiguous float64 array of shape (n, d) in [0, 1].
+
+    Notes
+    -----
+    The classic classes share one random stream per process, so calls run one at a
+    time (a lock serialises them across threads), and the search cannot be
+    interrupted. While its lines are discarded the call keeps the GIL, so that no other
+    Python thread's output is lost; with ``verbose=True`` it releases the GIL.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> olhs.classic_lhs(5, 2, seed=1).shape
+    (5, 2)
+    """
+    n = _points(n)
+    d = _variables(d)
+    seed = _seed(seed, CLASSIC_DEFAULT_SEED)
+    mode = _integer("mode", mode, -_INT_MAX - 1, _INT_MAX, "must be a C int")
+    if mode == 1 and d < 2:
+        raise ValueError(f"d: mode 1 (the search) needs at least 2 variables (got {d})")
+    return _olhs.classic(n, d, seed, mode, bool(verbose))
+
+
+def _lazy_qmc():
+    from . import qmc
+    return qmc
+
+
+def __getattr__(name):
+    # scipy is imported only when olhs.qmc is used.
+    if name == "qmc":
+        return _lazy_qmc()
+    raise AttributeError(f"module 'olhs' has no attribute {name!r}")

@@ -1,0 +1,235 @@
+// The compiled half of the Python package: thin calls into the library. Argument types,
+// names and ranges are checked in olhs/__init__.py; what is checked here again is what the
+// library needs to be safe.
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <valarray>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include "olhs/CRand.h"
+#include "olhs/OptimalLatinHypercubeDOE.h"
+#include "olhs/optimize.h"
+
+namespace py = pybind11;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How often a waiting search looks for Ctrl-C: often enough to feel immediate, rarely
+// enough to cost nothing.
+constexpr auto signalCheckInterval = 20ms;
+
+olhs::Metric metricOf(const std::string& name) {
+    if (name == "cityblock") return olhs::Metric::CityBlock;
+    if (name == "euclidean") return olhs::Metric::Euclidean;
+    throw py::value_error("metric: must be 'cityblock' or 'euclidean' (got '" + name + "')");
+}
+
+olhs::Placement placementOf(const std::string& name) {
+    if (name == "centered") return olhs::Placement::Centered;
+    if (name == "grid") return olhs::Placement::Grid;
+    if (name == "jittered") return olhs::Placement::Jittered;
+    throw py::value_error("placement: must be 'centered', 'grid' or 'jittered' (got '" + name + "')");
+}
+
+// The library names its fields as in C++; Python callers know the keyword arguments.
+std::string withPythonNames(const std::string& message) {
+    const std::pair<const char*, const char*> names[] = {{"m: ", "d: "}, {"timeBudget: ", "time_budget: "}};
+    for (const auto& [library, python] : names) {
+        const std::string prefix(library);
+        if (message.compare(0, prefix.size(), prefix) == 0) return python + message.substr(prefix.size());
+    }
+    return message;
+}
+
+py::array_t<double> matrix(const double* values, int n, int m) {
+    py::array_t<double> out({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(m)});
+    std::copy(values, values + static_cast<std::size_t>(n) * static_cast<std::size_t>(m), out.mutable_data());
+    return out;
+}
+
+// What a running search shares with the thread that waits for it: a request to stop and
+// the Python exception that caused it, raised once the search has returned.
+struct Watch {
+    std::atomic<bool> stop{false};
+    std::mutex guard;
+    std::optional<py::error_already_set> error;
+
+    // Called with the GIL held and a Python error set.
+    void fail() {
+        const std::lock_guard<std::mutex> lock(guard);
+        py::error_already_set fetched;
+        if (!error) error.emplace(std::move(fetched));
+        stop = true;
+    }
+};
+
+py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
+                  const std::string& metric, double p, const std::string& placement, const py::object& progress) {
+    olhs::Options options;
+    options.seed = seed;
+    options.restarts = restarts;
+    options.threads = threads;
+    options.iterations = iterations;
+    options.timeBudget = timeBudget;
+    options.metric = metricOf(metric);
+    options.p = p;
+    options.placement = placementOf(placement);
+
+    auto watch = std::make_shared<Watch>();
+    PyObject* callback = progress.is_none() ? nullptr : progress.ptr();
+    // Never copies or drops a Python reference without the GIL: the callable is borrowed
+    // from the caller, who waits for the search.
+    options.progress = [watch, callback](const olhs::Progress& report) {
+        if (watch->stop.load()) return false;
+        if (callback == nullptr) return true;
+        py::gil_scoped_acquire gil;
+        try {
+            py::object answer = py::reinterpret_borrow<py::object>(callback)(report);
+            if (answer.is_none()) return true;
+            const int truth = PyObject_IsTrue(answer.ptr());
+            if (truth < 0) throw py::error_already_set();
+            return truth == 1;
+        } catch (py::error_already_set& e) {
+            e.restore();
+            watch->fail();
+            return false;
+        }
+    };
+
+    // The search runs on a thread of its own so that this one, which may be the main
+    // thread, can run Python's signal handlers (only the main thread can) while it waits.
+    std::future<olhs::Result> running;
+    {
+        py::gil_scoped_release release;
+        running = std::async(std::launch::async, [n, m, &options] { return olhs::optimize(n, m, options); });
+        while (running.wait_for(signalCheckInterval) != std::future_status::ready) {
+            if (watch->stop.load()) continue;
+            py::gil_scoped_acquire gil;
+            if (PyErr_CheckSignals() != 0) watch->fail();
+        }
+    }
+    if (watch->error) throw std::move(*watch->error);
+    olhs::Result result;
+    try {
+        result = running.get();
+    } catch (const std::invalid_argument& e) {
+        throw py::value_error(withPythonNames(e.what()));
+    }
+
+    py::dict out;
+    out["design"] = matrix(result.design.data(), n, m);
+    py::array_t<int> levels({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(m)});
+    std::copy(result.levels.begin(), result.levels.end(), levels.mutable_data());
+    out["levels"] = levels;
+    out["phi_p"] = result.phip;
+    out["min_city_block"] = result.minCityBlock;
+    out["min_euclidean"] = result.minEuclidean;
+    out["iterations"] = result.iterations;
+    out["restarts"] = result.restarts;
+    out["stop_reason"] = olhs::toString(result.stopReason);
+    out["seconds"] = result.seconds;
+    return out;
+}
+
+// The classic classes share one random stream and one exploring factor per process.
+std::mutex classicInUse;
+
+// Sends the search's progress lines (printf on file descriptor 1) to /dev/null. Only
+// while the GIL is held, so that no Python thread writes to standard output meanwhile.
+class SilencedStdout {
+public:
+    SilencedStdout() {
+        std::fflush(stdout);
+        const int sink = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (sink < 0) return;
+        saved_ = fcntl(1, F_DUPFD_CLOEXEC, 3);
+        if (saved_ >= 0 && dup2(sink, 1) < 0) {
+            close(saved_);
+            saved_ = -1;
+        }
+        close(sink);
+    }
+    ~SilencedStdout() {
+        std::fflush(stdout);
+        if (saved_ < 0) return;
+        dup2(saved_, 1);
+        close(saved_);
+    }
+    SilencedStdout(const SilencedStdout&) = delete;
+    SilencedStdout& operator=(const SilencedStdout&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
+py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool verbose) {
+    // The entry point would print these refusals and return nothing.
+    if (n < 2) throw py::value_error("n: the number of points must be at least 2 (got " + std::to_string(n) + ")");
+    if (m < 1) throw py::value_error("d: the number of variables must be at least 1 (got " + std::to_string(m) + ")");
+    if (mode == 1 && m < 2)
+        throw py::value_error("d: mode 1 (the search) needs at least 2 variables (got " + std::to_string(m) + ")");
+    std::valarray<double> X;
+    auto run = [&] {
+        const std::lock_guard<std::mutex> lock(classicInUse);
+        CRand::seed(seed);
+        OptimalLatinHypercubeDOE(mode, m, n, X);
+    };
+    if (verbose) {
+        py::gil_scoped_release release;
+        run();
+    } else {
+        const SilencedStdout silenced;
+        run();
+    }
+    if (X.size() != static_cast<std::size_t>(n) * static_cast<std::size_t>(m))
+        throw std::runtime_error("the entry point returned no design");
+    return matrix(&X[0], n, m);
+}
+
+} // namespace
+
+PYBIND11_MODULE(_olhs, module) {
+    module.doc() = "Compiled core of the olhs package; use the functions of olhs instead.";
+
+    py::class_<olhs::Progress>(module, "Progress",
+                               "What a progress callable is given after each outer iteration of a restart.")
+        .def_readonly("restart", &olhs::Progress::restart, "Restart that reports, from 0.")
+        .def_readonly("iteration", &olhs::Progress::iteration, "Its outer iterations so far.")
+        .def_readonly("best_phi_p", &olhs::Progress::bestPhip, "Best phi_p of all restarts so far.")
+        .def_readonly("elapsed_seconds", &olhs::Progress::elapsedSeconds, "Seconds since the search began.")
+        .def("__repr__", [](const olhs::Progress& p) {
+            return "Progress(restart=" + std::to_string(p.restart) + ", iteration=" + std::to_string(p.iteration) +
+                   ", best_phi_p=" + py::repr(py::float_(p.bestPhip)).cast<std::string>() +
+                   ", elapsed_seconds=" + py::repr(py::float_(p.elapsedSeconds)).cast<std::string>() + ")";
+        });
+
+    module.def("optimize", &optimize, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("restarts"),
+               py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
+               py::arg("placement"), py::arg("progress").none(true),
+               "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
+    module.def("classic", &classic, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("mode"),
+               py::arg("verbose"), "The entry point's design; olhs.classic_lhs checks the arguments first.");
+    // The Python defaults are the library's, read from it rather than written twice.
+    const olhs::Options defaults;
+    module.attr("DEFAULT_SEED") = defaults.seed;
+    module.attr("DEFAULT_RESTARTS") = defaults.restarts;
+    module.attr("DEFAULT_P") = defaults.p;
+    module.attr("CLASSIC_DEFAULT_SEED") = CRand::defaultSeed;
+}
