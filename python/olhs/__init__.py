@@ -143,7 +143,8 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
         0 to 2**64 - 1. None means ``olhs.DEFAULT_SEED`` (1, the C++ ``olhs::Options``
         default), so a call without a seed gives the same design every time. The same
         seed and settings give the same bits as the C++ ``olhs::optimize`` and the
-        command ``olhs --seed``, whatever the number of threads.
+        command ``olhs --seed``, whatever the number of threads. (The command without
+        ``--seed`` uses ``olhs.CLASSIC_DEFAULT_SEED``.)
     restarts : int
         Independent searches, at least 1.
     threads : int
