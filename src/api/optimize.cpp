@@ -9,6 +9,9 @@
 #include <thread>
 #include <utility>
 
+#include "olhs/metrics.h"
+
+#include "api/pair_distances.h"
 #include "engine/ese.h"
 #include "engine/fast_phip.h"
 #include "engine/multistart.h"
@@ -59,42 +62,15 @@ void check(int n, int m, const Options& o) {
         refuse("metric", "must be cityblock or euclidean", std::to_string(static_cast<int>(o.metric)));
 }
 
-// phi_p of a design of one variable, whose distances do not depend on the order: n - d
-// pairs at each distance d.
-double singleVariablePhip(int n, double p) {
-    double sum = 0.0;
-    for (int d = n - 1; d >= 1; --d) {
-        sum += (n - d) * std::pow(static_cast<double>(d), -p);
-    }
-    return std::pow(sum, 1.0 / p);
-}
-
-// One point against all later ones at a time, a variable at a time, so the inner loops
-// run over contiguous columns and vectorise.
+// The smallest distances between the points of a design.
 void smallestDistances(const std::vector<int>& levels, int n, int m, Result& r) {
-    std::vector<std::int32_t> columns(static_cast<std::size_t>(n) * m);
-    for (int i = 0; i < n; ++i)
-        for (int c = 0; c < m; ++c) columns[static_cast<std::size_t>(c) * n + i] = levels[static_cast<std::size_t>(i) * m + c];
-    std::vector<std::int64_t> cityBlock(static_cast<std::size_t>(n)), squared(static_cast<std::size_t>(n));
-    std::int64_t bestCityBlock = std::numeric_limits<std::int64_t>::max();
-    std::int64_t bestSquared = std::numeric_limits<std::int64_t>::max();
-    for (int i = 0; i + 1 < n; ++i) {
-        std::fill(cityBlock.begin() + i + 1, cityBlock.end(), 0);
-        std::fill(squared.begin() + i + 1, squared.end(), 0);
-        for (int c = 0; c < m; ++c) {
-            const std::int32_t* x = columns.data() + static_cast<std::size_t>(c) * n;
-            const std::int64_t xi = x[i];
-            for (int j = i + 1; j < n; ++j) {
-                const std::int64_t d = xi - x[j];
-                cityBlock[static_cast<std::size_t>(j)] += d < 0 ? -d : d;
-                squared[static_cast<std::size_t>(j)] += d * d;
-            }
-        }
-        bestCityBlock = std::min(bestCityBlock, *std::min_element(cityBlock.begin() + i + 1, cityBlock.end()));
-        bestSquared = std::min(bestSquared, *std::min_element(squared.begin() + i + 1, squared.end()));
-    }
-    r.minCityBlock = static_cast<double>(bestCityBlock);
-    r.minEuclidean = std::sqrt(static_cast<double>(bestSquared));
+    std::int64_t cityBlock = std::numeric_limits<std::int64_t>::max(), squared = cityBlock;
+    api::forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t city, std::int64_t square) {
+        cityBlock = std::min(cityBlock, city);
+        squared = std::min(squared, square);
+    });
+    r.minCityBlock = static_cast<double>(cityBlock);
+    r.minEuclidean = std::sqrt(static_cast<double>(squared));
 }
 
 double place(int level, int n, Placement placement, engine::RandomStream& jitter) {
@@ -167,7 +143,6 @@ Result optimize(int n, int m, const Options& options) {
     result.restarts = outcome.restarts;
     result.stopReason = outcome.cancelled ? StopReason::Cancelled
                                           : outcome.timedOut ? StopReason::TimeBudget : StopReason::Iterations;
-    result.phip = m >= 2 ? outcome.phip : singleVariablePhip(n, options.p);
 
     // Points in a seeded random order: the search keeps variable 0 in point order, and a
     // reordering of the points changes no distance.
@@ -189,6 +164,9 @@ Result optimize(int n, int m, const Options& options) {
     for (std::size_t k = 0; k < result.levels.size(); ++k) {
         result.design[k] = place(result.levels[k], n, options.placement, jitter);
     }
+    // Summed again in the order of the rows handed back, so that phip() of the levels gives
+    // these very bits.
+    result.phip = phip(result.levels, n, m, options.metric, options.p);
     smallestDistances(result.levels, n, m, result);
     result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
     return result;
