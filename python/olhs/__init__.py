@@ -7,8 +7,8 @@
 
 ``optimal_lhs`` runs the library's optimiser (independent restarts of an enhanced
 stochastic evolutionary search minimising phi_p) with the search outside the GIL;
-``classic_lhs`` gives the design of the classic entry point; ``olhs.qmc`` holds a
-``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
+``classic_lhs`` gives the design of the classic entry point; ``phi_p`` and ``metrics``
+measure any design; ``olhs.qmc`` holds a ``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
 library and the ``olhs`` command.
 """
 
@@ -19,7 +19,7 @@ import numpy as np
 from . import _olhs
 from ._olhs import Progress
 
-__all__ = ["optimal_lhs", "classic_lhs", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
+__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
 __version__ = "0.1.0"
 
 #: Seed of ``optimal_lhs`` when none is given (the C++ ``olhs::Options`` default).
@@ -255,6 +255,97 @@ def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
     if mode == 1 and d < 2:
         raise ValueError(f"d: mode 1 (the search) needs at least 2 variables (got {d})")
     return _olhs.classic(n, d, seed, mode, bool(verbose))
+
+
+def _design(design):
+    """The design as a C-contiguous float64 (n, d) array whose columns rank without ties."""
+    try:
+        a = np.asarray(design, dtype=np.float64)
+    except (TypeError, ValueError) as e:
+        raise TypeError(f"design: must be an (n, d) array of numbers ({e})") from None
+    if a.ndim != 2:
+        raise ValueError(f"design: must be a 2-D array of shape (n, d) (got shape {a.shape})")
+    n, d = a.shape
+    if n < 2:
+        raise ValueError(f"design: needs at least 2 points, one per row (got {n})")
+    if d < 1:
+        raise ValueError("design: needs at least 1 variable, one per column (got 0)")
+    bad = np.argwhere(~np.isfinite(a))
+    if bad.size:
+        i, j = map(int, bad[0])
+        raise ValueError(f"design: every value must be finite (row {i}, column {j} is {a[i, j]!r})")
+    order = np.argsort(a, axis=0, kind="stable")
+    ordered = np.take_along_axis(a, order, axis=0)
+    ties = np.argwhere(ordered[1:] == ordered[:-1])
+    if ties.size:
+        k, j = map(int, ties[0])
+        raise ValueError(f"design: the values of a column must differ, to rank them (column {j}: rows "
+                         f"{int(order[k, j])} and {int(order[k + 1, j])} are both {ordered[k, j]!r})")
+    return np.ascontiguousarray(a)
+
+
+def phi_p(design, p=_olhs.DEFAULT_P, metric="cityblock"):
+    """phi_p of a design: the smaller, the better its points fill the space.
+
+    Each column is replaced by its ranks 1..n, as the command measures designs, and
+    phi_p = (sum over pairs of points of dist^-p)^(1/p) is computed on those levels,
+    the pairs in row order. For a design from ``optimal_lhs`` with the same metric and p
+    it is the criterion the search minimised, to the bit.
+
+    Parameters
+    ----------
+    design : array_like
+        (n, d) values, n >= 2, d >= 1, finite and distinct within each column.
+    p : float
+        Exponent, in [1, 200].
+    metric : {"cityblock", "euclidean"}
+        Distance between the points' levels.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> x = [[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]]  # levels (1,3) (2,1) (3,4) (4,2)
+    >>> round(olhs.phi_p(x), 6)                 # 4 pairs at distance 3, 2 at 4
+    0.342705
+    """
+    d = _design(design)
+    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
+    metric = _choice("metric", metric, _METRICS)
+    return _olhs.phip(d, p, metric)
+
+
+def metrics(design, p=_olhs.DEFAULT_P):
+    """Space-filling and correlation measures of a design, on the ranks of its columns.
+
+    Parameters
+    ----------
+    design : array_like
+        (n, d) values, n >= 2, d >= 1, finite and distinct within each column.
+    p : float
+        Exponent of both phi_p, in [1, 200].
+
+    Returns
+    -------
+    dict
+        ``phi_p`` (city-block distances) and ``phi_p_euclidean``, as ``phi_p`` gives them;
+        ``min_city_block`` (int) and ``min_city_block_pairs``, the smallest city-block
+        distance between two points' levels and how many pairs are that close;
+        ``min_euclidean`` and ``min_euclidean_pairs`` likewise; ``max_abs_correlation``,
+        the largest absolute Pearson correlation between two columns (None with one
+        column); ``centered_l2_discrepancy``, Hickernell's centred L2 discrepancy of the
+        levels placed at (k - 0.5) / n (its square is what
+        ``scipy.stats.qmc.discrepancy(method="CD")`` gives for those points).
+
+    Examples
+    --------
+    >>> import olhs
+    >>> m = olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])
+    >>> m["min_city_block"], m["min_city_block_pairs"], m["max_abs_correlation"]
+    (3, 4, 0.0)
+    """
+    d = _design(design)
+    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
+    return _olhs.metrics(d, p)
 
 
 def _lazy_qmc():

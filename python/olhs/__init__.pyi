@@ -1,4 +1,4 @@
-from typing import Callable, Literal, Optional, Sequence, Union
+from typing import Callable, Literal, Optional, TypedDict
 
 import numpy as np
 import numpy.typing as npt
@@ -51,4 +51,28 @@ def classic_lhs(
 
     >>> olhs.classic_lhs(5, 2, seed=1).shape
     (5, 2)
+    """
+
+class Metrics(TypedDict):
+    phi_p: float
+    phi_p_euclidean: float
+    min_city_block: int
+    min_city_block_pairs: int
+    min_euclidean: float
+    min_euclidean_pairs: int
+    max_abs_correlation: Optional[float]
+    centered_l2_discrepancy: float
+
+def phi_p(design: npt.ArrayLike, p: float = 50.0, metric: Metric = "cityblock") -> float:
+    """phi_p of the ranks of each column of an (n, d) design.
+
+    >>> round(olhs.phi_p([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]]), 6)
+    0.342705
+    """
+
+def metrics(design: npt.ArrayLike, p: float = 50.0) -> Metrics:
+    """Every measure of the ranks of each column of an (n, d) design.
+
+    >>> olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])["min_city_block"]
+    3
     """

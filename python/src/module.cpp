@@ -23,6 +23,7 @@
 
 #include "olhs/CRand.h"
 #include "olhs/OptimalLatinHypercubeDOE.h"
+#include "olhs/metrics.h"
 #include "olhs/optimize.h"
 
 namespace py = pybind11;
@@ -203,6 +204,48 @@ py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool ver
     return matrix(&X[0], n, m);
 }
 
+using Design = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+// The levels 1..n of each column of a design, by rank, as the command measures designs.
+// The values are copied under the GIL; the measuring runs without it.
+template <class Measure>
+auto onRanks(const Design& design, Measure measure) {
+    if (design.ndim() != 2) throw py::value_error("design: must be a 2-D array of shape (n, d)");
+    const int n = static_cast<int>(design.shape(0));
+    const int m = static_cast<int>(design.shape(1));
+    std::vector<double> values(design.data(), design.data() + design.size());
+    py::gil_scoped_release release;
+    try {
+        return measure(olhs::ranks(values.data(), n, m), n, m);
+    } catch (const std::invalid_argument& e) {
+        throw py::value_error(std::string("design: ") + e.what());
+    }
+}
+
+double phip(const Design& design, double p, const std::string& metric) {
+    const olhs::Metric chosen = metricOf(metric);
+    return onRanks(design, [&](const std::vector<int>& levels, int n, int m) {
+        return olhs::phip(levels, n, m, chosen, p);
+    });
+}
+
+py::dict metrics(const Design& design, double p) {
+    const olhs::Metrics measured = onRanks(design, [&](const std::vector<int>& levels, int n, int m) {
+        return olhs::metrics(levels, n, m, p);
+    });
+    py::dict out;
+    out["phi_p"] = measured.phipCityBlock;
+    out["phi_p_euclidean"] = measured.phipEuclidean;
+    out["min_city_block"] = measured.minCityBlock;
+    out["min_city_block_pairs"] = measured.minCityBlockPairs;
+    out["min_euclidean"] = measured.minEuclidean;
+    out["min_euclidean_pairs"] = measured.minEuclideanPairs;
+    out["max_abs_correlation"] =
+        measured.maxAbsCorrelation ? py::object(py::float_(*measured.maxAbsCorrelation)) : py::object(py::none());
+    out["centered_l2_discrepancy"] = measured.centredL2Discrepancy;
+    return out;
+}
+
 } // namespace
 
 PYBIND11_MODULE(_olhs, module) {
@@ -226,6 +269,10 @@ PYBIND11_MODULE(_olhs, module) {
                "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
     module.def("classic", &classic, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("mode"),
                py::arg("verbose"), "The entry point's design; olhs.classic_lhs checks the arguments first.");
+    module.def("phip", &phip, py::arg("design"), py::arg("p"), py::arg("metric"),
+               "phi_p of the design's ranks; olhs.phi_p checks the arguments first.");
+    module.def("metrics", &metrics, py::arg("design"), py::arg("p"),
+               "Every measure of the design's ranks; olhs.metrics checks the arguments first.");
     // The Python defaults are the library's, read from it rather than written twice.
     const olhs::Options defaults;
     module.attr("DEFAULT_SEED") = defaults.seed;
