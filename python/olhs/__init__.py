@@ -237,9 +237,12 @@ def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
 
     Notes
     -----
-    The classic classes share one random stream per process, so calls run one at a
-    time (a lock serialises them across threads), and the search cannot be
-    interrupted. While its lines are discarded the call keeps the GIL, so that no other
+    Each call starts the classic classes afresh: the random stream from the seed and
+    the search's exploring factor (which every classic search continues) from its
+    first value, so the design is the one a program's first call of the entry point
+    makes, whatever ran before. The classic classes share that state per process, so
+    calls run one at a time (a lock serialises them across threads), and the search
+    cannot be interrupted. While its lines are discarded the call keeps the GIL, so that no other
     Python thread's output is lost; with ``verbose=True`` it releases the GIL.
 
     Examples
@@ -348,13 +351,10 @@ def metrics(design, p=_olhs.DEFAULT_P):
     return _olhs.metrics(d, p)
 
 
-def _lazy_qmc():
-    from . import qmc
-    return qmc
-
-
 def __getattr__(name):
-    # scipy is imported only when olhs.qmc is used.
+    # scipy is imported only when olhs.qmc is used. import_module, not "from . import",
+    # which would look the attribute up here again when the import fails.
     if name == "qmc":
-        return _lazy_qmc()
+        import importlib
+        return importlib.import_module(".qmc", __name__)
     raise AttributeError(f"module 'olhs' has no attribute {name!r}")

@@ -23,6 +23,7 @@
 
 #include "olhs/CRand.h"
 #include "olhs/OptimalLatinHypercubeDOE.h"
+#include "olhs/SimpleESEA.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"
 
@@ -189,7 +190,11 @@ py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool ver
     std::valarray<double> X;
     auto run = [&] {
         const std::lock_guard<std::mutex> lock(classicInUse);
+        // Every call as the first search of a fresh process, the command's design: the
+        // stream from the seed, and the exploring factor that every search continues back
+        // at its first value (an update at an acceptance ratio below 0.1 selects it).
         CRand::seed(seed);
+        SimpleESEA().updateTh(false, 0.0, 0.0);
         OptimalLatinHypercubeDOE(mode, m, n, X);
     };
     if (verbose) {

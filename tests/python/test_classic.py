@@ -63,3 +63,12 @@ def test_calls_from_threads_take_turns():
     for t in threads:
         t.join()
     assert together == alone
+
+
+def test_earlier_searches_do_not_change_the_design():
+    # Every classic search continues the process's exploring factor; each call starts it again.
+    cases = [(9, 3, None), (30, 5, 3), (12, 2, 8), (50, 4, 1)]
+    expected = [run_command("--classic", "-n", n, "-m", d, *([] if s is None else ["--seed", s])) for n, d, s in cases]
+    for _ in range(3):
+        for (n, d, s), design in zip(cases, expected):
+            assert olhs.classic_lhs(n, d, seed=s).tobytes() == design.tobytes(), (n, d, s)

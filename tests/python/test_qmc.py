@@ -85,3 +85,25 @@ def test_bad_settings():
         OptimalLatinHypercube(2, metric="chebyshev")
     with pytest.raises(ValueError, match="n: "):
         OptimalLatinHypercube(2).random(-1)
+
+
+def test_the_rest_works_without_scipy():
+    import subprocess
+    import sys
+    code = r"""
+import sys
+class NoScipy:
+    def find_spec(self, name, path=None, target=None):
+        if name == "scipy" or name.startswith("scipy."):
+            raise ModuleNotFoundError(f"No module named {name!r}", name=name)
+sys.meta_path.insert(0, NoScipy())
+import olhs
+print(olhs.optimal_lhs(6, 2, iterations=5).shape, olhs.metrics([[0.1, 0.2], [0.3, 0.4]])["min_city_block"],
+      "scipy" in sys.modules)
+try:
+    olhs.qmc
+except ModuleNotFoundError as e:
+    print("qmc needs", e.name)
+"""
+    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=120)
+    assert done.stdout == "(6, 2) 2 False\nqmc needs scipy\n", done.stderr
