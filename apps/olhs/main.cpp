@@ -11,6 +11,8 @@
 #include <string>
 #include <unistd.h>
 
+#include "olhs/metrics.h"
+
 #include "output_file.h"
 #include "design.h"
 #include "formats.h"
@@ -79,17 +81,17 @@ int run(const Options& options) {
     }
 
     DesignFacts facts;
-    if (options.metrics || options.format == Format::Json) {
+    if (options.metrics) {
         Metrics metrics = computeMetrics(design);
         // The criterion the optimiser minimised, with its metric and p.
         if (design.optimised) {
             metrics.phiP = design.optimised->phip;
         }
         facts.phiP = metrics.phiP;
-        if (options.metrics) {
-            facts.metrics = metrics;
-            printMetrics(stderr, metrics);
-        }
+        facts.metrics = metrics;
+        printMetrics(stderr, metrics);
+    } else if (options.format == Format::Json) {
+        facts.phiP = design.optimised ? design.optimised->phip : olhs::phip(design.levels, design.n, design.m);
     }
 
     if (plot) {

@@ -13,6 +13,7 @@
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
 #include "olhs/existing.h"
+#include "olhs/metrics.h"
 #include "olhs/optimize.h"
 
 #endif

@@ -1,18 +1,17 @@
 #include "olhs/existing.h"
 
+#include "olhs/metrics.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "api/run_common.h"
-#include "engine/fast_phip.h"
 #include "engine/levels.h"
 #include "engine/multistart.h"
-#include "engine/power_table.h"
 #include "engine/random_stream.h"
 
 namespace olhs {
@@ -21,6 +20,8 @@ namespace {
 
 using api::Clock;
 using api::refuse;
+
+constexpr int maxAugmentedPoints = 1000000;
 
 std::string cell(int row, int column) {
     return "row " + std::to_string(row + 1) + ", column " + std::to_string(column + 1);
@@ -40,15 +41,6 @@ std::vector<int> rowMajor(const engine::Levels& levels) {
     for (int i = 0; i < n; ++i)
         for (int c = 0; c < m; ++c) out[static_cast<std::size_t>(i) * m + c] = levels(i, c);
     return out;
-}
-
-// phi_p of all pairs, the plain sum in pair order (the engine's full computation).
-double wholePhip(const engine::Levels& levels, const Options& options) {
-    const int n = levels.points(), m = levels.variables();
-    const int exponent = options.metric == Metric::Euclidean ? 2 : 1;
-    auto table = std::make_shared<const engine::PowerTable>(options.p, engine::maxMeasure(n, m, exponent), exponent);
-    if (exponent == 2) return engine::FastPhip<std::uint32_t, 2>(levels, std::move(table)).phip();
-    return engine::FastPhip<std::uint32_t, 1>(levels, std::move(table)).phip();
 }
 
 void checkLatin(const std::vector<int>& levels, int n, int m) {
@@ -123,9 +115,8 @@ Result improve(const std::vector<int>& startLevels, int n, int m, const Options&
     result.iterations = outcome.iterations;
     result.restarts = outcome.restarts;
     result.stopReason = api::stopReasonOf(outcome);
-    // The search sums phi_p over the points in their order, which they keep.
-    result.phip = m >= 2 ? outcome.phip : wholePhip(outcome.levels, options);
     result.levels = rowMajor(outcome.levels);
+    result.phip = phip(result.levels, n, m, options.metric, options.p);
     engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));
     result.design.resize(result.levels.size());
     for (std::size_t k = 0; k < result.levels.size(); ++k) {
@@ -141,8 +132,10 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     if (n < 1) refuse("n", "the design must hold at least 1 point", std::to_string(n));
     if (m < 1) refuse("m", "the number of variables must be at least 1", std::to_string(m));
     if (k < 1) refuse("k", "at least 1 point must be added", std::to_string(k));
-    if (k > std::numeric_limits<int>::max() - n)
-        refuse("k", "n + k must not exceed " + std::to_string(std::numeric_limits<int>::max()), std::to_string(k));
+    // phip() takes levels up to a million; a search over more points would need their
+    // squared number of distances in memory.
+    if (k > maxAugmentedPoints - n)
+        refuse("k", "n + k must not exceed " + std::to_string(maxAugmentedPoints), std::to_string(k));
     const int N = n + k;
     api::checkOptions(N, m, options);
     if (options.placement == Placement::Grid)
@@ -206,8 +199,8 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     result.iterations = outcome.iterations;
     result.restarts = outcome.restarts;
     result.stopReason = api::stopReasonOf(outcome);
-    result.phip = wholePhip(outcome.levels, options);
     result.strata = rowMajor(outcome.levels);
+    result.phip = phip(result.strata, N, m, options.metric, options.p);
     result.design.resize(static_cast<std::size_t>(N) * m);
     std::copy(values.begin(), values.end(), result.design.begin());
     engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "api/pair_distances.h"
 #include "engine/ese.h"
 #include "engine/fast_phip.h"
 
@@ -81,32 +82,14 @@ StopReason stopReasonOf(const engine::MultistartOutcome& outcome) {
                              : outcome.timedOut ? StopReason::TimeBudget : StopReason::Iterations;
 }
 
-// One point against all later ones at a time, a variable at a time, so the inner loops
-// run over contiguous columns and vectorise.
 void smallestDistances(const std::vector<int>& levels, int n, int m, Result& r) {
-    std::vector<std::int32_t> columns(static_cast<std::size_t>(n) * m);
-    for (int i = 0; i < n; ++i)
-        for (int c = 0; c < m; ++c) columns[static_cast<std::size_t>(c) * n + i] = levels[static_cast<std::size_t>(i) * m + c];
-    std::vector<std::int64_t> cityBlock(static_cast<std::size_t>(n)), squared(static_cast<std::size_t>(n));
-    std::int64_t bestCityBlock = std::numeric_limits<std::int64_t>::max();
-    std::int64_t bestSquared = std::numeric_limits<std::int64_t>::max();
-    for (int i = 0; i + 1 < n; ++i) {
-        std::fill(cityBlock.begin() + i + 1, cityBlock.end(), 0);
-        std::fill(squared.begin() + i + 1, squared.end(), 0);
-        for (int c = 0; c < m; ++c) {
-            const std::int32_t* x = columns.data() + static_cast<std::size_t>(c) * n;
-            const std::int64_t xi = x[i];
-            for (int j = i + 1; j < n; ++j) {
-                const std::int64_t d = xi - x[j];
-                cityBlock[static_cast<std::size_t>(j)] += d < 0 ? -d : d;
-                squared[static_cast<std::size_t>(j)] += d * d;
-            }
-        }
-        bestCityBlock = std::min(bestCityBlock, *std::min_element(cityBlock.begin() + i + 1, cityBlock.end()));
-        bestSquared = std::min(bestSquared, *std::min_element(squared.begin() + i + 1, squared.end()));
-    }
-    r.minCityBlock = static_cast<double>(bestCityBlock);
-    r.minEuclidean = std::sqrt(static_cast<double>(bestSquared));
+    std::int64_t cityBlock = std::numeric_limits<std::int64_t>::max(), squared = cityBlock;
+    forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t city, std::int64_t square) {
+        cityBlock = std::min(cityBlock, city);
+        squared = std::min(squared, square);
+    });
+    r.minCityBlock = static_cast<double>(cityBlock);
+    r.minEuclidean = std::sqrt(static_cast<double>(squared));
 }
 
 double place(int level, int n, Placement placement, engine::RandomStream& jitter) {

@@ -1,0 +1,52 @@
+#ifndef OLHS_METRICS_H
+#define OLHS_METRICS_H
+
+// Measures of any design: ranks of real values, phi_p and the other space-filling and
+// correlation measures of integer levels. Independent of how the design was made.
+
+#include <optional>
+#include <vector>
+
+#include "olhs/export.h"
+#include "olhs/optimize.h"
+
+namespace olhs {
+
+/// Ranks 1..n of each column of n points in m variables (values row after row). Throws
+/// std::invalid_argument when n < 2 or m < 1, when a value is not finite ("column 2, row
+/// 7: ..."), or when two values of a column are equal ("column 1: rows 3 and 9 tie at
+/// 0.5"), rows and columns counted from 1.
+OLHS_API std::vector<int> ranks(const double* values, int n, int m);
+
+/// phi_p of integer levels (n x m, row after row): (sum of d^-p over the pairs of points)^(1/p),
+/// the terms added in row order (pairs (0,1), (0,2), ..., (1,2), ...) as `term + sum`,
+/// each term the pow of the whole distance (Euclidean: of the squared distance, to -p/2).
+/// These are the bits Result::phip holds for the levels optimize() returns. The levels
+/// may be any integers in [-1000000, 1000000]; throws std::invalid_argument when one is
+/// not, when n < 2, m < 1 or p is outside [1, 200].
+OLHS_API double phip(const std::vector<int>& levels, int n, int m, Metric metric = Metric::CityBlock,
+                     double p = 50.0);
+
+/// What metrics() measures.
+struct Metrics {
+    double phipCityBlock = 0.0;         ///< phip(levels, n, m, CityBlock, p)
+    double phipEuclidean = 0.0;         ///< phip(levels, n, m, Euclidean, p)
+    long long minCityBlock = 0;         ///< smallest city-block distance between two points
+    long long minCityBlockPairs = 0;    ///< pairs of points at that distance
+    double minEuclidean = 0.0;          ///< smallest Euclidean distance between two points
+    long long minEuclideanPairs = 0;    ///< pairs of points at that distance
+    /// Largest |Pearson correlation| between two columns; none with one column.
+    std::optional<double> maxAbsCorrelation;
+    /// Centred L2 discrepancy (Hickernell) of the levels placed at (k - 0.5) / n; its square
+    /// is what scipy.stats.qmc.discrepancy(method="CD") gives for those points.
+    double centredL2Discrepancy = 0.0;
+};
+
+/// Every measure of a Latin design of levels 1..n (n x m, row after row), in O(n m) memory.
+/// Throws std::invalid_argument when n < 2, m < 1, p is outside [1, 200] or a column is
+/// not a permutation of 1..n.
+OLHS_API Metrics metrics(const std::vector<int>& levels, int n, int m, double p = 50.0);
+
+} // namespace olhs
+
+#endif

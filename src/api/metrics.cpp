@@ -1,0 +1,230 @@
+#include "olhs/metrics.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+
+#include "api/pair_distances.h"
+
+namespace olhs {
+
+namespace api {
+
+OrderedPowerSum::OrderedPowerSum(double power, std::int64_t largest)
+    : power_(power),
+      table_(static_cast<std::size_t>(std::clamp<std::int64_t>(largest + 1, 0, std::int64_t{1} << 20)), -1.0),
+      absorbedFrom_(std::numeric_limits<std::int64_t>::max()) {}
+
+double OrderedPowerSum::compute(std::int64_t d) const { return std::pow(static_cast<double>(d), power_); }
+
+// pow is within an ulp of d^power and d^power falls as d grows, so every term from the
+// smallest d whose computed term is at most a quarter of the gap stays below half of it,
+// and s + t rounds back to s. The gap is the same up to the next power of two.
+void OrderedPowerSum::updateAbsorption() {
+    absorbedFrom_ = std::numeric_limits<std::int64_t>::max();
+    nextBinade_ = sum_ > 0.0 ? std::numeric_limits<double>::infinity() : 0.0; // a sum of 0 looks again
+    if (!(sum_ > 0.0) || !std::isfinite(sum_)) return;
+    int exponent = 0;
+    std::frexp(sum_, &exponent);
+    nextBinade_ = std::ldexp(1.0, exponent);
+    const double quarterGap = (std::nextafter(sum_, nextBinade_ * 2) - sum_) / 4;
+    std::int64_t low = 1, high = std::int64_t{1} << 53; // compute(high) <= quarterGap is checked
+    if (!(compute(high) <= quarterGap)) return;
+    while (low < high) {
+        const std::int64_t middle = low + (high - low) / 2;
+        if (compute(middle) <= quarterGap)
+            high = middle;
+        else
+            low = middle + 1;
+    }
+    absorbedFrom_ = high;
+}
+
+} // namespace api
+
+namespace {
+
+std::string text(double value) {
+    char buffer[32];
+    const auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
+    return std::string(buffer, end);
+}
+
+void checkShape(int n, int m) {
+    if (n < 2) throw std::invalid_argument("n: a design needs at least 2 points (got " + std::to_string(n) + ")");
+    if (m < 1) throw std::invalid_argument("m: a design needs at least 1 variable (got " + std::to_string(m) + ")");
+}
+
+void checkExponent(double p) {
+    if (!(p >= 1.0 && p <= 200.0)) throw std::invalid_argument("p: must lie in [1, 200] (got " + text(p) + ")");
+}
+
+// Levels within a million of 0 keep every squared distance far inside 64 bits.
+constexpr int levelLimit = 1000000;
+
+void checkLevels(const std::vector<int>& levels, int n, int m) {
+    if (levels.size() != static_cast<std::size_t>(n) * static_cast<std::size_t>(m))
+        throw std::invalid_argument("levels: " + std::to_string(levels.size()) + " values for " + std::to_string(n) +
+                                    " x " + std::to_string(m));
+    for (int level : levels)
+        if (level < -levelLimit || level > levelLimit)
+            throw std::invalid_argument("levels: must lie in [-1000000, 1000000] (got " + std::to_string(level) + ")");
+}
+
+void checkLatin(const std::vector<int>& levels, int n, int m) {
+    std::vector<char> seen(static_cast<std::size_t>(n) + 1);
+    for (int c = 0; c < m; ++c) {
+        std::fill(seen.begin(), seen.end(), 0);
+        for (int i = 0; i < n; ++i) {
+            const int level = levels[static_cast<std::size_t>(i) * m + c];
+            if (level < 1 || level > n || seen[static_cast<std::size_t>(level)])
+                throw std::invalid_argument("levels: column " + std::to_string(c + 1) + " is not a permutation of 1.." +
+                                            std::to_string(n) + " (row " + std::to_string(i + 1) + " holds " +
+                                            std::to_string(level) + ")");
+            seen[static_cast<std::size_t>(level)] = 1;
+        }
+    }
+}
+
+// Largest distance the pairs can have, for sizing the table of terms.
+std::int64_t largestDistance(const std::vector<int>& levels, int exponent, int m) {
+    if (levels.empty()) return 0;
+    const auto [low, high] = std::minmax_element(levels.begin(), levels.end());
+    const std::int64_t span = static_cast<std::int64_t>(*high) - *low;
+    return exponent == 1 ? span * m : span * span * m;
+}
+
+std::optional<double> largestAbsCorrelation(const std::vector<int>& levels, int n, int m) {
+    if (m < 2) return std::nullopt;
+    const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
+    std::vector<double> centred(rows * columns);
+    std::vector<double> norm(columns, 0.0);
+    for (std::size_t c = 0; c < columns; ++c) {
+        double mean = 0.0;
+        for (std::size_t i = 0; i < rows; ++i) mean += levels[i * columns + c];
+        mean /= static_cast<double>(rows);
+        for (std::size_t i = 0; i < rows; ++i) {
+            const double d = levels[i * columns + c] - mean;
+            centred[c * rows + i] = d;
+            norm[c] += d * d;
+        }
+        norm[c] = std::sqrt(norm[c]);
+    }
+    double largest = 0.0;
+    for (std::size_t a = 0; a < columns; ++a) {
+        for (std::size_t b = a + 1; b < columns; ++b) {
+            const double* x = centred.data() + a * rows;
+            const double* y = centred.data() + b * rows;
+            double sum = 0.0;
+            for (std::size_t i = 0; i < rows; ++i) sum += x[i] * y[i];
+            largest = std::max(largest, std::fabs(sum / (norm[a] * norm[b])));
+        }
+    }
+    return largest;
+}
+
+// Hickernell's centred L2 discrepancy of the levels placed at (k - 0.5) / n.
+double centredL2Discrepancy(const std::vector<int>& levels, int n, int m) {
+    const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
+    std::vector<double> x(rows * columns), a(rows * columns);
+    for (std::size_t k = 0; k < x.size(); ++k) {
+        x[k] = (levels[k] - 0.5) / n;
+        a[k] = std::fabs(x[k] - 0.5);
+    }
+    double single = 0.0, pairs = 0.0;
+    for (std::size_t i = 0; i < rows; ++i) {
+        const double* xi = &x[i * columns];
+        const double* ai = &a[i * columns];
+        double product = 1.0;
+        for (std::size_t c = 0; c < columns; ++c) product *= 1.0 + 0.5 * ai[c] - 0.5 * ai[c] * ai[c];
+        single += product;
+        double diagonal = 1.0;
+        for (std::size_t c = 0; c < columns; ++c) diagonal *= 1.0 + ai[c];
+        pairs += diagonal;
+        for (std::size_t j = i + 1; j < rows; ++j) {
+            const double* xj = &x[j * columns];
+            const double* aj = &a[j * columns];
+            double term = 1.0;
+            for (std::size_t c = 0; c < columns; ++c) term *= 1.0 + 0.5 * ai[c] + 0.5 * aj[c] - 0.5 * std::fabs(xi[c] - xj[c]);
+            pairs += 2.0 * term;
+        }
+    }
+    const double squared = std::pow(13.0 / 12.0, m) - 2.0 / n * single + pairs / (static_cast<double>(n) * n);
+    return std::sqrt(std::max(squared, 0.0));
+}
+
+} // namespace
+
+std::vector<int> ranks(const double* values, int n, int m) {
+    checkShape(n, m);
+    const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t c = 0; c < columns; ++c)
+            if (!std::isfinite(values[i * columns + c]))
+                throw std::invalid_argument("column " + std::to_string(c + 1) + ", row " + std::to_string(i + 1) +
+                                            ": " + text(values[i * columns + c]) + " is not a finite number");
+    std::vector<int> result(rows * columns);
+    std::vector<std::size_t> order(rows);
+    for (std::size_t c = 0; c < columns; ++c) {
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        const auto value = [&](std::size_t i) { return values[i * columns + c]; };
+        std::stable_sort(order.begin(), order.end(), [&](std::size_t p, std::size_t q) { return value(p) < value(q); });
+        for (std::size_t k = 0; k + 1 < rows; ++k) {
+            if (value(order[k]) == value(order[k + 1]))
+                throw std::invalid_argument("column " + std::to_string(c + 1) + ": rows " + std::to_string(order[k] + 1) +
+                                            " and " + std::to_string(order[k + 1] + 1) + " tie at " +
+                                            text(value(order[k])));
+        }
+        for (std::size_t k = 0; k < rows; ++k) result[order[k] * columns + c] = static_cast<int>(k + 1);
+    }
+    return result;
+}
+
+double phip(const std::vector<int>& levels, int n, int m, Metric metric, double p) {
+    checkShape(n, m);
+    checkExponent(p);
+    checkLevels(levels, n, m);
+    const int exponent = metric == Metric::Euclidean ? 2 : 1;
+    api::OrderedPowerSum sum(-(p / exponent), largestDistance(levels, exponent, m));
+    api::forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
+        sum.add(exponent == 1 ? cityBlock : squared);
+    });
+    return std::pow(sum.sum(), 1.0 / p);
+}
+
+Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {
+    checkShape(n, m);
+    checkExponent(p);
+    checkLevels(levels, n, m);
+    checkLatin(levels, n, m);
+    api::OrderedPowerSum citySum(-p, largestDistance(levels, 1, m));
+    api::OrderedPowerSum euclideanSum(-(p / 2), largestDistance(levels, 2, m));
+    std::int64_t minCity = std::numeric_limits<std::int64_t>::max(), minSquared = minCity;
+    long long cityPairs = 0, squaredPairs = 0;
+    api::forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
+        citySum.add(cityBlock);
+        euclideanSum.add(squared);
+        if (cityBlock < minCity) minCity = cityBlock, cityPairs = 0;
+        if (cityBlock == minCity) ++cityPairs;
+        if (squared < minSquared) minSquared = squared, squaredPairs = 0;
+        if (squared == minSquared) ++squaredPairs;
+    });
+    Metrics result;
+    result.phipCityBlock = std::pow(citySum.sum(), 1.0 / p);
+    result.phipEuclidean = std::pow(euclideanSum.sum(), 1.0 / p);
+    result.minCityBlock = minCity;
+    result.minCityBlockPairs = cityPairs;
+    result.minEuclidean = std::sqrt(static_cast<double>(minSquared));
+    result.minEuclideanPairs = squaredPairs;
+    result.maxAbsCorrelation = largestAbsCorrelation(levels, n, m);
+    result.centredL2Discrepancy = centredL2Discrepancy(levels, n, m);
+    return result;
+}
+
+} // namespace olhs

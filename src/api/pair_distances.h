@@ -1,0 +1,75 @@
+// Distances between the points of a design of integer levels, one point against all later
+// ones at a time, in the order phi_p adds its terms.
+#ifndef OLHS_SRC_API_PAIR_DISTANCES_H
+#define OLHS_SRC_API_PAIR_DISTANCES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace olhs {
+namespace api {
+
+/// Calls visit(i, j, cityBlock, squaredEuclidean) for every pair i < j of the n points of
+/// `levels` (n x m, row after row), i ascending, then j ascending. Accumulates a variable
+/// at a time over contiguous columns, so the inner loops vectorise; O(n m) memory.
+template <class Visit>
+void forEachPair(const std::vector<int>& levels, int n, int m, Visit&& visit) {
+    const std::size_t rows = static_cast<std::size_t>(n);
+    const std::size_t columns = static_cast<std::size_t>(m);
+    std::vector<std::int64_t> byColumn(rows * columns);
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t c = 0; c < columns; ++c) byColumn[c * rows + i] = levels[i * columns + c];
+    std::vector<std::int64_t> cityBlock(rows), squared(rows);
+    for (std::size_t i = 0; i + 1 < rows; ++i) {
+        for (std::size_t j = i + 1; j < rows; ++j) cityBlock[j] = squared[j] = 0;
+        for (std::size_t c = 0; c < columns; ++c) {
+            const std::int64_t* x = byColumn.data() + c * rows;
+            const std::int64_t xi = x[i];
+            for (std::size_t j = i + 1; j < rows; ++j) {
+                const std::int64_t d = xi - x[j];
+                cityBlock[j] += d < 0 ? -d : d;
+                squared[j] += d * d;
+            }
+        }
+        for (std::size_t j = i + 1; j < rows; ++j) visit(i, j, cityBlock[j], squared[j]);
+    }
+}
+
+/// The sum `sum = d^power + sum` over distances d in the order they come, each term by the
+/// same pow call, with the bits of that plain loop. Terms are tabulated as first met, and a
+/// term too small to change the sum is not computed at all: once the sum is s, any
+/// distance at or beyond absorbedFrom_ gives a term below a quarter of the gap from s to
+/// the next double, which rounding to nearest drops.
+class OrderedPowerSum {
+public:
+    /// Terms d^power (power < 0), a table for d up to `largest` (at most 2^20 slots).
+    OrderedPowerSum(double power, std::int64_t largest);
+    void add(std::int64_t d) {
+        if (d >= absorbedFrom_) return;
+        sum_ = term(d) + sum_;
+        if (sum_ >= nextBinade_) updateAbsorption();
+    }
+    double sum() const { return sum_; }
+
+private:
+    double term(std::int64_t d) {
+        if (d < 0 || static_cast<std::uint64_t>(d) >= table_.size()) return compute(d);
+        double& value = table_[static_cast<std::size_t>(d)];
+        if (value < 0.0) value = compute(d);
+        return value;
+    }
+    double compute(std::int64_t d) const;
+    void updateAbsorption();
+
+    double power_;
+    std::vector<double> table_; ///< -1 where not yet computed
+    double sum_ = 0.0;
+    double nextBinade_ = 0.0;   ///< the absorption bound holds while the sum stays below
+    std::int64_t absorbedFrom_;
+};
+
+} // namespace api
+} // namespace olhs
+
+#endif
