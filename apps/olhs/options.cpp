@@ -264,8 +264,14 @@ std::string reworded(const std::string& message) {
         if (message.rfind(lead, 0) == 0) {
             const std::string extras = message.substr(lead.size());
             const std::string first = extras.substr(0, extras.find(' '));
-            if (first.size() > 1 && first[0] == '-') {
-                return first + ": unknown option";
+            // CLI11 may list an unknown option after the value that followed it.
+            for (std::size_t at = 0; at < extras.size();) {
+                const std::size_t end = std::min(extras.find(' ', at), extras.size());
+                const std::string word = extras.substr(at, end - at);
+                if (word.size() > 1 && word[0] == '-') {
+                    return word + ": unknown option";
+                }
+                at = end + 1;
             }
             return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
         }
