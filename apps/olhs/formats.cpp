@@ -27,6 +27,7 @@ void writeCell(std::FILE* out, const Design& design, const Options& options, std
         writeReal(out, scaled(design.unit[k], options.bounds[j]));
         break;
     case Scale::Unit:
+    case Scale::Given:
         writeReal(out, design.unit[k]);
         break;
     }
@@ -59,6 +60,8 @@ const char* scaleName(Scale scale) {
         return "levels";
     case Scale::Bounds:
         return "bounds";
+    case Scale::Given:
+        return "given";
     case Scale::Unit:
         break;
     }
@@ -170,6 +173,23 @@ Json metricsOf(const Metrics& metrics) {
             {"max_abs_correlation", metrics.maxAbsCorrelation ? Json(*metrics.maxAbsCorrelation) : Json(nullptr)}};
 }
 
+Json existingOf(const ExistingFacts& facts) {
+    Json result = {{"command", facts.command}, {"input", facts.input}, {"input_points", facts.points}};
+    if (facts.startPhiP) {
+        result["input_phi_p"] = *facts.startPhiP;
+    }
+    if (facts.command == "augment") {
+        result["added"] = facts.added;
+        result["doubled_strata"] = facts.doubledStrata;
+        result["doubled"] = facts.doubled;
+        result["box"] = Json::array();
+        for (const Interval& bounds : facts.box) {
+            result["box"].push_back({bounds.low, bounds.high});
+        }
+    }
+    return result;
+}
+
 Json cell(const Design& design, const Options& options, std::size_t i, std::size_t j) {
     const std::size_t k = i * static_cast<std::size_t>(design.m) + j;
     switch (options.scale) {
@@ -178,6 +198,7 @@ Json cell(const Design& design, const Options& options, std::size_t i, std::size
     case Scale::Bounds:
         return scaled(design.unit[k], options.bounds[j]);
     case Scale::Unit:
+    case Scale::Given:
         break;
     }
     return design.unit[k];
@@ -201,6 +222,9 @@ void writeJson(std::FILE* out, const Design& design, const Options& options, con
     }
     if (facts.metrics) {
         head["metrics"] = metricsOf(*facts.metrics);
+    }
+    if (facts.existing) {
+        head["existing"] = existingOf(*facts.existing);
     }
     head["scale"] = scaleName(options.scale);
     head["bounds"] = nullptr;

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "design.h"
 #include "metrics.h"
@@ -11,11 +13,24 @@
 
 namespace olhs_cli {
 
+/// Where a design made from an existing one came from.
+struct ExistingFacts {
+    std::string command;              ///< "improve" or "augment"
+    std::string input;                ///< the file, or "standard input"
+    int points = 0;                   ///< points of the file
+    std::optional<double> startPhiP;  ///< improve: phi_p of the file's ranks
+    int added = 0;                    ///< augment: points added
+    std::vector<int> doubledStrata;   ///< augment: per variable
+    long long doubled = 0;            ///< augment: their sum
+    std::vector<Interval> box;        ///< augment: per variable
+};
+
 /// What JSON carries beside the design. phi_p is always there; the other measures only
 /// when they were asked for.
 struct DesignFacts {
     double phiP = 0.0;
     std::optional<Metrics> metrics;
+    std::optional<ExistingFacts> existing;
 };
 
 /// Writes the design in the format and scale the options ask for. Values are printed in

@@ -15,6 +15,7 @@
 
 #include "output_file.h"
 #include "design.h"
+#include "existing.h"
 #include "formats.h"
 #include "memory_guard.h"
 #include "metrics.h"
@@ -27,27 +28,6 @@
 namespace {
 
 using namespace olhs_cli;
-
-// The design goes to its own fully buffered stream on a copy of file descriptor 1: the C
-// stdout stream may have been set up line-buffered while it pointed at the terminal of
-// standard error during the search.
-void writeToStandardOutput(const Design& design, const Options& options, const DesignFacts& facts) {
-    const int fd = dup(STDOUT_FILENO);
-    std::FILE* out = fd >= 0 ? fdopen(fd, "w") : nullptr;
-    if (out == nullptr) {
-        if (fd >= 0) {
-            close(fd);
-        }
-        throw WriteError(std::string("cannot write to standard output (") + std::strerror(errno) + ")");
-    }
-    writeDesign(out, design, options, &facts);
-    const bool failed = std::fflush(out) != 0 || std::ferror(out) != 0;
-    const int error = errno;
-    if (std::fclose(out) != 0 || failed) {
-        throw WriteError(std::string("writing the design to standard output failed (") +
-                         std::strerror(failed ? error : errno) + ")");
-    }
-}
 
 int run(const Options& options) {
     checkMemory(options);
@@ -101,7 +81,7 @@ int run(const Options& options) {
         writeDesign(output->stream(), design, options, &facts);
         output->commit();
     } else {
-        writeToStandardOutput(design, options, facts);
+        writeToStandardOutput([&](std::FILE* out) { writeDesign(out, design, options, &facts); });
     }
     if (plot) {
         plot->commit();
@@ -119,6 +99,9 @@ int main(int argc, char** argv) {
     int m = 0;
     try {
         const CommandLine commandLine = parseCommandLine(argc, argv);
+        if (commandLine.existing) {
+            return runExisting(*commandLine.existing);
+        }
         if (!commandLine.options) {
             return commandLine.exitStatus;
         }

@@ -9,6 +9,8 @@
 #include <CLI/CLI.hpp>
 
 #include "olhs/CRand.h"
+#include "existing_options.h"
+#include "help_text.h"
 #include "olhs/optimize.h"
 #include "usage_error.h"
 
@@ -101,32 +103,6 @@ const char* const footer =
     "why it stopped); --classic prints the classic search's progress lines. --quiet silences\n"
     "both. Standard output carries only the design. Exit status: 0 success, 1 failure while\n"
     "writing, 2 bad input (one line on standard error; no output file is created or changed).";
-
-// CLI11 prints descriptions as they are and indents after each newline; wrapping them
-// here keeps --help within a terminal's width.
-std::string wrapped(const std::string& text, std::size_t width = 50) {
-    std::string result;
-    std::size_t lineLength = 0;
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find(' ', start);
-        if (end == std::string::npos) {
-            end = text.size();
-        }
-        const std::string word = text.substr(start, end - start);
-        if (lineLength > 0 && lineLength + 1 + word.size() > width) {
-            result += '\n';
-            lineLength = 0;
-        } else if (lineLength > 0) {
-            result += ' ';
-            ++lineLength;
-        }
-        result += word;
-        lineLength += word.size();
-        start = end + 1;
-    }
-    return result;
-}
 
 Declared declare(CLI::App& app, RawOptions& raw) {
     Declared d{};
@@ -288,8 +264,14 @@ std::string reworded(const std::string& message) {
         if (message.rfind(lead, 0) == 0) {
             const std::string extras = message.substr(lead.size());
             const std::string first = extras.substr(0, extras.find(' '));
-            if (first.size() > 1 && first[0] == '-') {
-                return first + ": unknown option";
+            // CLI11 may list an unknown option after the value that followed it.
+            for (std::size_t at = 0; at < extras.size();) {
+                const std::size_t end = std::min(extras.find(' ', at), extras.size());
+                const std::string word = extras.substr(at, end - at);
+                if (word.size() > 1 && word[0] == '-') {
+                    return word + ": unknown option";
+                }
+                at = end + 1;
             }
             return "'" + first + "': unexpected argument; every value belongs to an option such as -n";
         }
@@ -537,6 +519,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App app("olhs: prints an optimal Latin hypercube design of n points in m variables.", "olhs");
     RawOptions raw;
     const Declared declared = declare(app, raw);
+    const ExistingSubcommands existing(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
@@ -548,6 +531,17 @@ CommandLine parseCommandLine(int argc, char** argv) {
         throw UsageError(reworded(oneLine(e.what())) + " (see olhs --help)");
     }
     CommandLine result;
+    if (existing.chosen()) {
+        // The options of a new design have no meaning for an existing one.
+        for (const CLI::Option* option : app.get_options()) {
+            if (option->count() > 0) {
+                throw UsageError(option->get_name(), "makes a new design and cannot be given with olhs " +
+                                                         existing.name() + " (give the subcommand's options after it)");
+            }
+        }
+        result.existing = existing.check();
+        return result;
+    }
     result.options = check(raw, declared);
     return result;
 }

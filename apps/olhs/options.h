@@ -15,8 +15,9 @@ namespace olhs_cli {
 
 enum class Format { Csv, Tsv, Json };
 
-/// How the design's values are written: in [0, 1], as levels 1..n, or scaled per variable.
-enum class Scale { Unit, Levels, Bounds };
+/// How the design's values are written: in [0, 1], as levels 1..n, scaled per variable, or
+/// as an existing design gave them.
+enum class Scale { Unit, Levels, Bounds, Given };
 
 /// Limits of the search; the defaults are the ones the library's entry point uses.
 struct SearchLimits {
@@ -62,10 +63,25 @@ struct Options {
     bool quiet = false;
 };
 
+/// What is done with a design that exists.
+enum class Command { Score, Improve, Augment };
+
+/// olhs score|improve|augment FILE and their options.
+struct ExistingOptions {
+    Command command = Command::Score;
+    std::string input;           ///< a path, or "-" for standard input
+    int add = 0;                 ///< augment: points to add (-k)
+    bool json = false;           ///< score: --format json
+    bool placementGiven = false; ///< improve: --placement chooses the values
+    /// Everything else, as for a new design; n and m come from the file.
+    Options base;
+};
+
 /// Either options to run with, or an exit status when the command line was fully handled
 /// (--help, --version).
 struct CommandLine {
     std::optional<Options> options;
+    std::optional<ExistingOptions> existing;
     int exitStatus = 0;
 };
 

@@ -252,4 +252,22 @@ void checkReportPrefix(const std::string& prefix) {
     unlink(probe.c_str());
 }
 
+void writeToStandardOutput(const std::function<void(std::FILE*)>& write) {
+    const int fd = dup(STDOUT_FILENO);
+    std::FILE* out = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    if (out == nullptr) {
+        if (fd >= 0) {
+            close(fd);
+        }
+        throw WriteError(std::string("cannot write to standard output (") + std::strerror(errno) + ")");
+    }
+    write(out);
+    const bool failed = std::fflush(out) != 0 || std::ferror(out) != 0;
+    const int error = errno;
+    if (std::fclose(out) != 0 || failed) {
+        throw WriteError(std::string("writing the design to standard output failed (") +
+                         std::strerror(failed ? error : errno) + ")");
+    }
+}
+
 } // namespace olhs_cli

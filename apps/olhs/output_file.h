@@ -8,6 +8,7 @@
 #define OLHS_CLI_OUTPUT_FILE_H
 
 #include <cstdio>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -46,6 +47,11 @@ private:
     int slot_ = -1;
     bool committed_ = false;
 };
+
+/// Calls `write` with a fully buffered stream on a copy of standard output and flushes it:
+/// the C stdout stream may have been set up line-buffered while it pointed at the terminal
+/// of standard error during the search. WriteError on failure.
+void writeToStandardOutput(const std::function<void(std::FILE*)>& write);
 
 /// Checks that the report files named by the prefix can be created, without creating
 /// them: UsageError naming --report otherwise.

@@ -108,6 +108,7 @@ std::vector<Tick> ticksOf(const Options& options, const Design& design, int j, c
                             : axisTicks(bounds.low, bounds.high, false, length);
     }
     case Scale::Unit:
+    case Scale::Given: // the subcommands draw no plot
         break;
     }
     return axisTicks(design.firstPlace, design.lastPlace, false, length);

@@ -12,6 +12,7 @@
 #include "olhs/Report.h"
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
+#include "olhs/existing.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"
 

@@ -38,6 +38,10 @@ struct InnerCounters {
 /// The enhanced stochastic evolutionary search: threshold-accepting exchanges of two
 /// levels in one column (never column 0), the best of J random pairs per inner iteration.
 ///
+/// With points held fixed (the first `fixedRows`), pairs are drawn among the other points
+/// only, and every column takes part: the fixed points tie column 0 down, so holding it
+/// still would no longer lose nothing.
+///
 /// One object owns everything a search changes (its design state, threshold, exploring
 /// factor and scratch space) and draws from the stream it is given, so any number of
 /// searches can run at once in different threads, each on its own stream.
@@ -48,14 +52,18 @@ template <class State>
 class Search {
 public:
     /// A search from the state, drawing from `stream`. The candidates per inner iteration
-    /// and the inner iterations per outer one follow the classic rules of n unless given.
-    Search(State state, RandomStream& stream, double threshold, int candidates = 0, int inner = 0)
+    /// and the inner iterations per outer one follow the classic rules of the number of
+    /// free points unless given.
+    Search(State state, RandomStream& stream, double threshold, int candidates = 0, int inner = 0,
+           int fixedRows = 0)
         : state_(std::move(state)),
           stream_(&stream),
           n_(state_.points()),
           m_(state_.variables()),
-          J_(candidates > 0 ? candidates : candidatesPerIteration(n_)),
-          M_(inner > 0 ? inner : innerIterations(n_)),
+          fixed_(fixedRows),
+          free_(n_ - fixedRows),
+          J_(candidates > 0 ? candidates : candidatesPerIteration(free_)),
+          M_(inner > 0 ? inner : innerIterations(free_ > 2 ? free_ : 2)),
           threshold_(threshold) {}
 
     State& state() { return state_; }
@@ -80,10 +88,22 @@ public:
             if (shouldStop()) {
                 return false;
             }
-            const int column = nextColumn(counters.innerCounter, m_);
-            drawDistinctPairs(*stream_, J_, n_, pairs_);
+            int column = nextColumn(counters.innerCounter, m_);
+            if (fixed_ > 0) {
+                // The cursor runs on across outer iterations, so that every column has its
+                // turn however few inner iterations an outer one has.
+                column = cursor_;
+                cursor_ = cursor_ + 1 < m_ ? cursor_ + 1 : 0;
+            }
+            drawDistinctPairs(*stream_, J_, free_, pairs_);
             if (pairs_.empty()) {
                 return true;
+            }
+            if (fixed_ > 0) {
+                for (Pair& pair : pairs_) {
+                    pair.a += fixed_;
+                    pair.b += fixed_;
+                }
             }
             const Choice choice = state_.best(column, pairs_);
             const double delta = choice.value - state_.phip();
@@ -125,6 +145,9 @@ private:
     RandomStream* stream_;
     int n_;
     int m_;
+    int fixed_;
+    int free_;
+    int cursor_ = 0;
     int J_;
     int M_;
     double threshold_;

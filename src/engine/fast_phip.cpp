@@ -33,11 +33,11 @@ constexpr int plainSumBelow = 240;
 
 template <class Dist, int Exponent>
 bool FastPhip<Dist, Exponent>::fits(int n, int m) {
-    return maxMeasure(n, m, Exponent) <= static_cast<std::int64_t>(std::numeric_limits<Dist>::max());
+    return maxMeasure(n, m, Exponent) < static_cast<std::int64_t>(std::numeric_limits<Dist>::max());
 }
 
 template <class Dist, int Exponent>
-FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table)
+FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table, int fixedRows)
     : levels_(std::move(levels)), table_(std::move(table)), sums_(table_->values(), plainSumBelow) {
     const int n = levels_.points();
     const std::size_t size = static_cast<std::size_t>(n);
@@ -50,6 +50,14 @@ FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTab
             for (int j = i + 1; j < n; ++j) {
                 row[j] = static_cast<Dist>(row[j] + lift<Exponent>(xi - x[j]));
             }
+        }
+    }
+    // Adding the zero slot's 0.0 leaves every sum as it was without the pair, so fixed
+    // pairs cost nothing in the sums and no exchange among the free points touches them.
+    const Dist zero = static_cast<Dist>(table_->zeroSlot());
+    for (int i = 0; i < fixedRows && i < n; ++i) {
+        for (int j = i + 1; j < fixedRows && j < n; ++j) {
+            d_[i * size + j] = zero;
         }
     }
     for (int i = 0; i < n; ++i) {

@@ -42,16 +42,20 @@ inline std::int64_t maxMeasure(int n, int m, int exponent) {
 template <class Dist, int Exponent = 1>
 class FastPhip {
 public:
-    /// The criterion of the design, computed in full.
-    FastPhip(Levels levels, std::shared_ptr<const PowerTable> table);
+    /// The criterion of the design, computed in full. With fixedRows > 0 the pairs of two
+    /// of the first fixedRows points are left out of phi_p (their distances read as the
+    /// table's zero slot): only exchanges among the other points may then be made, and
+    /// those pairs, which none of them changes, may even coincide.
+    FastPhip(Levels levels, std::shared_ptr<const PowerTable> table, int fixedRows = 0);
 
-    /// Whether the distances of a design of n points in m variables fit this type.
+    /// Whether the distances of a design of n points in m variables, and the table's zero
+    /// slot one past the largest, fit this type.
     static bool fits(int n, int m);
 
     int points() const { return levels_.points(); }
     int variables() const { return levels_.variables(); }
     const Levels& levels() const { return levels_; }
-    /// Distance between points i and j.
+    /// Distance between points i and j (the zero slot between two fixed points).
     Dist distance(int i, int j) const { return d_[static_cast<std::size_t>(i) * points() + j]; }
     /// The current phi_p value.
     double phip() const { return phip_; }

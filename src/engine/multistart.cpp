@@ -50,11 +50,12 @@ template <class Dist, int Exponent>
 RestartResult runRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                          Shared& shared) {
     RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
-    Levels start = randomLatin(plan.points, plan.variables, stream);
-    FastPhip<Dist, Exponent> current(start, table);
+    Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
+    FastPhip<Dist, Exponent> current(start, table, plan.fixedRows);
     const double phip = current.phip();
+    // The best design so far is the start: a search never returns anything worse.
     Search<FastSearchState<Dist, Exponent> > search(FastSearchState<Dist, Exponent>(std::move(current), start, phip),
-                                                    stream, 0.005 * phip, 0, plan.innerIterations);
+                                                    stream, 0.005 * phip, 0, plan.innerIterations, plan.fixedRows);
     RestartResult result;
     result.ran = true;
     while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
@@ -188,11 +189,16 @@ Levels randomLatin(int n, int m, RandomStream& stream) {
 }
 
 MultistartOutcome runMultistart(const MultistartPlan& plan) {
-    if (plan.variables < 2 || plan.points < 2) {
-        // One variable (or one point) leaves nothing to exchange: every order is as good.
+    if (plan.variables < 2 || plan.points - plan.fixedRows < 2) {
+        // One variable (or one free point) leaves nothing to exchange: every order is as
+        // good. The value is left to the caller.
         MultistartOutcome outcome;
-        RandomStream stream(derivedSeed(plan.seed, 0));
-        outcome.levels = randomLatin(plan.points, plan.variables, stream);
+        if (plan.start.points() > 0) {
+            outcome.levels = plan.start;
+        } else {
+            RandomStream stream(derivedSeed(plan.seed, 0));
+            outcome.levels = randomLatin(plan.points, plan.variables, stream);
+        }
         outcome.restarts = 1;
         return outcome;
     }

@@ -31,6 +31,11 @@ struct MultistartPlan {
     int threads = 1;
     long iterations = 1;  ///< outer iterations per restart
     int innerIterations = 0; ///< per outer iteration; 0: the classic rule of n
+    /// The design every restart starts from; none (0 points): a random Latin design each.
+    Levels start;
+    /// Points of `start` no exchange moves (the first ones); their pairs among themselves
+    /// are left out of phi_p. 0: all points are free and column 0 is held still.
+    int fixedRows = 0;
     /// When to stop whatever the iterations; time_point::max(): never.
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
     /// After each outer iteration (restart, its iterations, best phi_p of all so far);
@@ -41,7 +46,7 @@ struct MultistartPlan {
 /// The best design of a multistart run.
 struct MultistartOutcome {
     Levels levels;
-    double phip = 0.0;
+    double phip = 0.0;    ///< of the pairs not both fixed
     long iterations = 0;  ///< over all restarts
     int restarts = 0;     ///< restarts that ran
     bool timedOut = false;

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer target (fuzz_optimal_lh.cpp with the library sources, under
-# AddressSanitizer and UndefinedBehaviorSanitizer) and fuzzes it for a bounded time,
-# starting from an empty corpus in a scratch directory.
+# Builds the libFuzzer targets (fuzz_optimal_lh.cpp with the library sources, and
+# fuzz_design_reader.cpp with the command's design reader, under AddressSanitizer and
+# UndefinedBehaviorSanitizer) and fuzzes each for half of a bounded time, starting from an
+# empty corpus in a scratch directory.
 #
-#   tests/fuzz/run_fuzz.sh [seconds]      (default 60, or $OLHS_FUZZ_SECONDS)
+#   tests/fuzz/run_fuzz.sh [seconds]      (default 60 in all, or $OLHS_FUZZ_SECONDS)
 #
 # Needs clang++ with libFuzzer ($OLHS_FUZZ_CXX picks another clang). Exits nonzero on any
 # finding, keeping the scratch directory with the crashing input; replay that input with
-# the fuzz_optimal_lh_replay program of a regular build or with the fuzzer binary itself.
+# the target's *_replay program of a regular build or with the fuzzer binary itself.
 set -euo pipefail
 
 seconds="${1:-${OLHS_FUZZ_SECONDS:-60}}"
@@ -35,24 +36,31 @@ flags=(-std=c++17 -O1 -g -fno-omit-frame-pointer -ffp-contract=off
        -Wall -Wextra -Wpedantic -Werror
        -DOLHS_BUILDING_LIBRARY -I "$root/include" -I "$root/src" -I "$root/src/legacy")
 
-# Compile the library and the target, two at a time.
-mkdir -p "$work/obj" "$work/corpus"
+# Compile the library and the targets, two at a time.
+mkdir -p "$work/obj" "$work/reader"
 start=$SECONDS
 export cxx work
 printf '%s\n' "$root"/src/legacy/*.cpp "$root"/src/engine/*.cpp "$root/tests/fuzz/fuzz_optimal_lh.cpp" |
   xargs -P 2 -I{} sh -c 'src=$1; shift; exec "$cxx" "$@" -c "$src" -o "$work/obj/$(basename "$src" .cpp).o"' \
     sh {} "${flags[@]}"
 "$cxx" "${flags[@]}" "$work"/obj/*.o -o "$work/fuzz_optimal_lh"
-echo "run_fuzz.sh: built the fuzz target in $((SECONDS - start)) s"
+"$cxx" "${flags[@]}" -I "$root/apps/olhs" "$root/apps/olhs/design_reader.cpp" "$root/tests/fuzz/fuzz_design_reader.cpp" \
+  -o "$work/fuzz_design_reader"
+echo "run_fuzz.sh: built the fuzz targets in $((SECONDS - start)) s"
 
 # Any crash, sanitizer report, leak, timeout or out-of-memory ends the run nonzero.
-status=0
-(cd "$work" && ./fuzz_optimal_lh -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -max_len=4096 \
-  -print_final_stats=1 -artifact_prefix="$work/" corpus) || status=$?
-if [ "$status" -ne 0 ]; then
-  keep=1
-  echo "run_fuzz.sh: the fuzzer reported a finding (exit status $status); inputs:" >&2
-  ls -l "$work"/crash-* "$work"/leak-* "$work"/timeout-* "$work"/oom-* 2>/dev/null >&2 || true
-  exit 1
-fi
-echo "run_fuzz.sh: no findings in ${seconds} s ($(ls "$work/corpus" | wc -l) corpus entries)"
+share=$(( seconds / 2 > 0 ? seconds / 2 : 1 ))
+for target in fuzz_optimal_lh fuzz_design_reader; do
+  mkdir -p "$work/corpus-$target"
+  status=0
+  (cd "$work" && "./$target" -max_total_time="$share" -timeout=30 -rss_limit_mb=2048 -max_len=4096 \
+    -print_final_stats=1 -artifact_prefix="$work/$target-" "corpus-$target") || status=$?
+  if [ "$status" -ne 0 ]; then
+    keep=1
+    echo "run_fuzz.sh: $target reported a finding (exit status $status); inputs:" >&2
+    ls -l "$work/$target"-* 2>/dev/null >&2 || true
+    exit 1
+  fi
+  echo "run_fuzz.sh: $target: no findings in ${share} s ($(ls "$work/corpus-$target" | wc -l) corpus entries)"
+done
+

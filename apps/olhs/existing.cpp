@@ -1,0 +1,324 @@
+#include "existing.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "design.h"
+#include "design_reader.h"
+#include "formats.h"
+#include "memory_guard.h"
+#include "number_text.h"
+#include "olhs/existing.h"
+#include "olhs/metrics.h"
+#include "olhs/optimize.h"
+#include "output_file.h"
+#include "progress_line.h"
+#include "progress_redirect.h"
+#include "usage_error.h"
+
+namespace olhs_cli {
+
+namespace {
+
+// The ranks of each column; a tie is refused naming the file's lines.
+std::vector<int> ranksOf(const DesignTable& table, const std::string& source) {
+    try {
+        return olhs::ranks(table.values.data(), table.n, table.m);
+    } catch (const std::invalid_argument& e) {
+        // "column C: rows A and B tie at V", rows from 1.
+        const std::string message = e.what();
+        int column = 0, a = 0, b = 0, consumed = 0;
+        if (std::sscanf(message.c_str(), "column %d: rows %d and %d tie at %n", &column, &a, &b, &consumed) == 3 &&
+            consumed > 0 && a >= 1 && b >= 1 && a <= table.n && b <= table.n) {
+            const long first = std::min(table.lines[static_cast<std::size_t>(a - 1)], table.lines[static_cast<std::size_t>(b - 1)]);
+            const long second = std::max(table.lines[static_cast<std::size_t>(a - 1)], table.lines[static_cast<std::size_t>(b - 1)]);
+            throw UsageError(source + ": lines " + std::to_string(first) + " and " + std::to_string(second) +
+                             ", column " + std::to_string(column) + ": both hold " + message.substr(static_cast<std::size_t>(consumed)) +
+                             "; a tie leaves the ranks of the column ambiguous");
+        }
+        throw UsageError(source + ": " + message);
+    }
+}
+
+// The library names its arguments; the user knows the command's options.
+[[noreturn]] void refuseFromLibrary(const std::invalid_argument& e, const std::string& source) {
+    const std::string message = e.what();
+    const std::size_t colon = message.find(": ");
+    const std::string field = colon == std::string::npos ? std::string() : message.substr(0, colon);
+    const std::pair<const char*, const char*> names[] = {
+        {"restarts", "--restarts"}, {"threads", "--threads"}, {"iterations", "--iterations"},
+        {"timeBudget", "--time-budget"}, {"p", "-p"}, {"metric", "--metric"}, {"placement", "--placement"},
+        {"k", "-k"}, {"lower", "--bounds"}, {"upper", "--bounds"}};
+    for (const auto& [library, command] : names) {
+        if (field == library) {
+            throw UsageError(command, message.substr(colon + 2));
+        }
+    }
+    throw UsageError(source + ": " + message);
+}
+
+std::vector<Interval> boxOf(const Options& o, int m) {
+    if (o.bounds.empty()) {
+        return std::vector<Interval>(static_cast<std::size_t>(m), Interval{0.0, 1.0});
+    }
+    if (o.bounds.size() == 1) {
+        return std::vector<Interval>(static_cast<std::size_t>(m), o.bounds.front());
+    }
+    if (o.bounds.size() != static_cast<std::size_t>(m)) {
+        throw UsageError("--bounds", "expected 1 pair or one per variable of the design (" + std::to_string(m) +
+                                         "), got " + std::to_string(o.bounds.size()));
+    }
+    return o.bounds;
+}
+
+// The settings of a run on a design of n points: the automatic iterations follow n.
+Options settled(const ExistingOptions& e, int n, int m) {
+    Options o = e.base;
+    o.n = n;
+    o.m = m;
+    if (o.optimiser.iterations < 0) {
+        o.optimiser.iterations = olhs::automaticIterations(n);
+    }
+    if (o.scale == Scale::Bounds) {
+        o.bounds = boxOf(o, m);
+    }
+    return o;
+}
+
+void checkMemoryOf(const Options& o, const std::string& source) {
+    try {
+        checkMemory(o);
+    } catch (const UsageError& e) {
+        const std::string message = e.what();
+        throw UsageError(source + message.substr(message.find(':')));
+    }
+}
+
+olhs::Options libraryOptions(const Options& o, const ProgressCallback& progress) {
+    olhs::Options settings;
+    settings.seed = o.seed;
+    settings.restarts = o.optimiser.restarts;
+    settings.threads = o.optimiser.threads;
+    settings.iterations = o.optimiser.iterations;
+    settings.timeBudget = o.optimiser.timeBudget;
+    settings.metric = o.optimiser.metric;
+    settings.p = o.optimiser.p;
+    settings.placement = o.optimiser.placement;
+    settings.progress = progress;
+    return settings;
+}
+
+// Writes to -o (replaced atomically) or standard output.
+void deliver(std::optional<OutputFile>& output, const std::function<void(std::FILE*)>& write) {
+    if (output) {
+        write(output->stream());
+        output->commit();
+    } else {
+        writeToStandardOutput(write);
+    }
+}
+
+// The optimiser's run, with the progress line on standard error.
+template <class Run>
+auto withProgress(const Options& o, Run&& run) {
+    const ProgressRedirect redirect(o.quiet);
+    ProgressLine line(stderr, !o.quiet && isatty(STDERR_FILENO) == 1, o.optimiser);
+    auto result = run([&line](const olhs::Progress& progress) { return line(progress); });
+    line.clear();
+    return result;
+}
+
+OptimiserOutcome outcomeOf(double phip, long iterations, int restarts, olhs::StopReason reason, double seconds) {
+    return OptimiserOutcome{phip, iterations, restarts, olhs::toString(reason), seconds};
+}
+
+int score(const ExistingOptions& e) {
+    const std::string source = sourceName(e.input);
+    const DesignTable table = readDesign(e.input);
+    const std::vector<int> levels = ranksOf(table, source);
+    const double p = e.base.optimiser.p;
+    const olhs::Metrics mt = olhs::metrics(levels, table.n, table.m, p);
+    std::optional<OutputFile> output;
+    if (!e.base.output.empty()) {
+        output.emplace("-o", e.base.output);
+    }
+    deliver(output, [&](std::FILE* out) {
+        const auto real = [](double x) { return shortestText(x); };
+        if (e.json) {
+            const std::string correlation = mt.maxAbsCorrelation ? real(*mt.maxAbsCorrelation) : "null";
+            std::fprintf(out,
+                         "{\n  \"input\": %s,\n  \"n\": %d,\n  \"m\": %d,\n  \"p\": %s,\n  \"phi_p_city_block\": %s,\n"
+                         "  \"phi_p_euclidean\": %s,\n  \"min_city_block_distance\": %lld,\n"
+                         "  \"min_city_block_pairs\": %lld,\n  \"min_euclidean_distance\": %s,\n"
+                         "  \"min_euclidean_pairs\": %lld,\n  \"max_abs_correlation\": %s,\n"
+                         "  \"centred_l2_discrepancy\": %s\n}\n",
+                         nlohmann::json(source).dump().c_str(), table.n, table.m, real(p).c_str(),
+                         real(mt.phipCityBlock).c_str(), real(mt.phipEuclidean).c_str(), mt.minCityBlock,
+                         mt.minCityBlockPairs, real(mt.minEuclidean).c_str(), mt.minEuclideanPairs,
+                         correlation.c_str(), real(mt.centredL2Discrepancy).c_str());
+            return;
+        }
+        std::fprintf(out, "points: %d\nvariables: %d\np: %s\n", table.n, table.m, real(p).c_str());
+        std::fprintf(out, "phi_p_city_block: %s\nphi_p_euclidean: %s\n", real(mt.phipCityBlock).c_str(),
+                     real(mt.phipEuclidean).c_str());
+        std::fprintf(out, "min_city_block_distance: %lld\nmin_city_block_pairs: %lld\n", mt.minCityBlock,
+                     mt.minCityBlockPairs);
+        std::fprintf(out, "min_euclidean_distance: %s\nmin_euclidean_pairs: %lld\n", real(mt.minEuclidean).c_str(),
+                     mt.minEuclideanPairs);
+        std::fprintf(out, "max_abs_correlation: %s\n",
+                     mt.maxAbsCorrelation ? real(*mt.maxAbsCorrelation).c_str() : "none (one variable)");
+        std::fprintf(out, "centred_l2_discrepancy: %s\n", real(mt.centredL2Discrepancy).c_str());
+    });
+    return 0;
+}
+
+int improve(const ExistingOptions& e) {
+    const std::string source = sourceName(e.input);
+    const DesignTable table = readDesign(e.input);
+    const int n = table.n, m = table.m;
+    const std::vector<int> start = ranksOf(table, source);
+    const Options o = settled(e, n, m);
+    checkMemoryOf(o, source);
+    std::optional<OutputFile> output;
+    if (!o.output.empty()) {
+        output.emplace("-o", o.output);
+    }
+
+    const olhs::Result result = withProgress(o, [&](const ProgressCallback& progress) {
+        try {
+            return olhs::improve(start, n, m, libraryOptions(o, progress));
+        } catch (const std::invalid_argument& error) {
+            refuseFromLibrary(error, source);
+        }
+    });
+
+    Design design;
+    design.n = n;
+    design.m = m;
+    design.levels = result.levels;
+    if (o.scale == Scale::Given) {
+        // Rank k takes the column's k-th smallest value: the file's values, paired anew.
+        std::vector<double> column(static_cast<std::size_t>(n));
+        design.unit.resize(result.levels.size());
+        for (int c = 0; c < m; ++c) {
+            for (int i = 0; i < n; ++i) column[static_cast<std::size_t>(i)] = table.values[static_cast<std::size_t>(i) * m + c];
+            std::sort(column.begin(), column.end());
+            for (int i = 0; i < n; ++i) {
+                const std::size_t at = static_cast<std::size_t>(i) * m + c;
+                design.unit[at] = column[static_cast<std::size_t>(result.levels[at] - 1)];
+            }
+        }
+    } else {
+        design.unit = result.design;
+    }
+    design.optimised = outcomeOf(result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
+
+    DesignFacts facts;
+    facts.phiP = result.phip;
+    ExistingFacts existing;
+    existing.command = "improve";
+    existing.input = source;
+    existing.points = n;
+    existing.startPhiP = olhs::phip(start, n, m, o.optimiser.metric, o.optimiser.p);
+    facts.existing = existing;
+    if (!o.quiet) {
+        std::fprintf(stderr, "%s\n", summaryLine(*design.optimised).c_str());
+        std::fprintf(stderr, "olhs: phi_p of %s was %s\n", source.c_str(), shortestText(*existing.startPhiP).c_str());
+    }
+    deliver(output, [&](std::FILE* out) { writeDesign(out, design, o, &facts); });
+    return 0;
+}
+
+int augment(const ExistingOptions& e) {
+    const std::string source = sourceName(e.input);
+    const DesignTable table = readDesign(e.input);
+    const int n = table.n, m = table.m, k = e.add;
+    Options o = settled(e, n + k, m);
+    const std::vector<Interval> box = boxOf(o, m);
+    std::vector<double> lower, upper;
+    for (const Interval& bounds : box) {
+        lower.push_back(bounds.low);
+        upper.push_back(bounds.high);
+    }
+    for (int i = 0; i < n; ++i) {
+        for (int c = 0; c < m; ++c) {
+            const double x = table.values[static_cast<std::size_t>(i) * m + c];
+            const Interval& bounds = box[static_cast<std::size_t>(c)];
+            if (!(x >= bounds.low && x <= bounds.high)) {
+                throw UsageError(source + ": line " + std::to_string(table.lines[static_cast<std::size_t>(i)]) +
+                                 ", column " + std::to_string(c + 1) + ": " + shortestText(x) + " lies outside [" +
+                                 shortestText(bounds.low) + ", " + shortestText(bounds.high) + "]" +
+                                 (o.bounds.empty() ? "; give the design's box with --bounds" : ", the box of --bounds"));
+            }
+        }
+    }
+    checkMemoryOf(o, source);
+    std::optional<OutputFile> output;
+    if (!o.output.empty()) {
+        output.emplace("-o", o.output);
+    }
+
+    const olhs::AugmentResult result = withProgress(o, [&](const ProgressCallback& progress) {
+        try {
+            return olhs::augment(table.values, n, m, k, libraryOptions(o, progress), lower, upper);
+        } catch (const std::invalid_argument& error) {
+            refuseFromLibrary(error, source);
+        }
+    });
+
+    Design design;
+    design.n = n + k;
+    design.m = m;
+    design.unit = result.design;
+    design.levels = result.strata;
+    design.optimised = outcomeOf(result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
+
+    DesignFacts facts;
+    facts.phiP = result.phip;
+    ExistingFacts existing;
+    existing.command = "augment";
+    existing.input = source;
+    existing.points = n;
+    existing.added = k;
+    existing.doubledStrata = result.doubledStrata;
+    existing.doubled = result.doubled;
+    existing.box = box;
+    facts.existing = existing;
+    if (!o.quiet) {
+        std::fprintf(stderr, "%s\n", summaryLine(*design.optimised).c_str());
+        std::string perVariable;
+        for (int c = 0; c < m && result.doubled > 0; ++c) {
+            perVariable += std::string(c == 0 ? " (" : ", ") + "x" + std::to_string(c + 1) + ": " +
+                           std::to_string(result.doubledStrata[static_cast<std::size_t>(c)]);
+        }
+        std::fprintf(stderr, "olhs: added %d points to the %d of %s; doubled strata: %lld%s\n", k, n, source.c_str(),
+                     result.doubled, perVariable.empty() ? "" : (perVariable + ")").c_str());
+    }
+    deliver(output, [&](std::FILE* out) { writeDesign(out, design, o, &facts); });
+    return 0;
+}
+
+} // namespace
+
+int runExisting(const ExistingOptions& options) {
+    switch (options.command) {
+    case Command::Improve:
+        return improve(options);
+    case Command::Augment:
+        return augment(options);
+    case Command::Score:
+        break;
+    }
+    return score(options);
+}
+
+} // namespace olhs_cli

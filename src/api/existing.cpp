@@ -1,0 +1,226 @@
+#include "olhs/existing.h"
+
+#include "olhs/metrics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "api/run_common.h"
+#include "engine/levels.h"
+#include "engine/multistart.h"
+#include "engine/random_stream.h"
+
+namespace olhs {
+
+namespace {
+
+using api::Clock;
+using api::refuse;
+
+constexpr int maxAugmentedPoints = 1000000;
+
+std::string cell(int row, int column) {
+    return "row " + std::to_string(row + 1) + ", column " + std::to_string(column + 1);
+}
+
+// Point-major values into the engine's column-major levels.
+engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m) {
+    engine::Levels levels(n, m);
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) levels.set(i, c, rowMajor[static_cast<std::size_t>(i) * m + c]);
+    return levels;
+}
+
+std::vector<int> rowMajor(const engine::Levels& levels) {
+    const int n = levels.points(), m = levels.variables();
+    std::vector<int> out(static_cast<std::size_t>(n) * m);
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) out[static_cast<std::size_t>(i) * m + c] = levels(i, c);
+    return out;
+}
+
+void checkLatin(const std::vector<int>& levels, int n, int m) {
+    const std::size_t expected = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
+    if (levels.size() != expected)
+        refuse("startLevels", "must hold n m = " + std::to_string(expected) + " levels", std::to_string(levels.size()));
+    std::vector<int> rowOf(static_cast<std::size_t>(n) + 1);
+    for (int c = 0; c < m; ++c) {
+        std::fill(rowOf.begin(), rowOf.end(), -1);
+        for (int i = 0; i < n; ++i) {
+            const int level = levels[static_cast<std::size_t>(i) * m + c];
+            if (level < 1 || level > n)
+                refuse("startLevels", cell(i, c) + ": levels must lie in 1.." + std::to_string(n), std::to_string(level));
+            int& seen = rowOf[static_cast<std::size_t>(level)];
+            if (seen >= 0)
+                refuse("startLevels",
+                       "column " + std::to_string(c + 1) + " must be a permutation of 1.." + std::to_string(n) +
+                           ": rows " + std::to_string(seen + 1) + " and " + std::to_string(i + 1) + " both hold",
+                       std::to_string(level));
+            seen = i;
+        }
+    }
+}
+
+struct Box {
+    std::vector<double> low, high;
+};
+
+Box boxOf(int m, const std::vector<double>& lower, const std::vector<double>& upper) {
+    if (lower.empty() && upper.empty()) {
+        return Box{std::vector<double>(static_cast<std::size_t>(m), 0.0),
+                   std::vector<double>(static_cast<std::size_t>(m), 1.0)};
+    }
+    if (lower.size() != static_cast<std::size_t>(m))
+        refuse("lower", "must hold one bound per variable (m = " + std::to_string(m) + "), or both bounds none",
+               std::to_string(lower.size()));
+    if (upper.size() != static_cast<std::size_t>(m))
+        refuse("upper", "must hold one bound per variable (m = " + std::to_string(m) + "), or both bounds none",
+               std::to_string(upper.size()));
+    for (int c = 0; c < m; ++c) {
+        const double lo = lower[static_cast<std::size_t>(c)], hi = upper[static_cast<std::size_t>(c)];
+        if (!std::isfinite(lo)) refuse("lower", "variable " + std::to_string(c + 1) + ": must be finite", api::text(lo));
+        if (!std::isfinite(hi)) refuse("upper", "variable " + std::to_string(c + 1) + ": must be finite", api::text(hi));
+        // The width scales every value into [0, 1]; an infinite one would put them all at 0.
+        if (!(lo < hi) || !std::isfinite(hi - lo))
+            refuse("upper", "variable " + std::to_string(c + 1) + ": must exceed lower by a finite width",
+                   api::text(lo) + ", " + api::text(hi));
+    }
+    return Box{lower, upper};
+}
+
+// Stratum 0..N-1 of a value in [lo, hi]; fl(x - lo) <= fl(hi - lo), so u never passes 1.
+int stratumOf(double x, double lo, double hi, int N) {
+    const double u = (x - lo) / (hi - lo);
+    return std::min(N - 1, static_cast<int>(u * N));
+}
+
+} // namespace
+
+Result improve(const std::vector<int>& startLevels, int n, int m, const Options& options) {
+    api::checkOptions(n, m, options);
+    checkLatin(startLevels, n, m);
+    const Clock::time_point started = Clock::now();
+
+    engine::MultistartPlan plan = api::planFor(n, m, n, options, started);
+    plan.start = levelsFrom(startLevels, n, m);
+    const engine::MultistartOutcome outcome = engine::runMultistart(plan);
+
+    Result result;
+    result.points = n;
+    result.variables = m;
+    result.iterations = outcome.iterations;
+    result.restarts = outcome.restarts;
+    result.stopReason = api::stopReasonOf(outcome);
+    result.levels = rowMajor(outcome.levels);
+    result.phip = phip(result.levels, n, m, options.metric, options.p);
+    engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));
+    result.design.resize(result.levels.size());
+    for (std::size_t k = 0; k < result.levels.size(); ++k) {
+        result.design[k] = api::place(result.levels[k], n, options.placement, jitter);
+    }
+    api::smallestDistances(result.levels, n, m, result);
+    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
+    return result;
+}
+
+AugmentResult augment(const std::vector<double>& values, int n, int m, int k, const Options& options,
+                      const std::vector<double>& lower, const std::vector<double>& upper) {
+    if (n < 1) refuse("n", "the design must hold at least 1 point", std::to_string(n));
+    if (m < 1) refuse("m", "the number of variables must be at least 1", std::to_string(m));
+    if (k < 1) refuse("k", "at least 1 point must be added", std::to_string(k));
+    // phip() takes levels up to a million; a search over more points would need their
+    // squared number of distances in memory.
+    if (k > maxAugmentedPoints - n)
+        refuse("k", "n + k must not exceed " + std::to_string(maxAugmentedPoints), std::to_string(k));
+    const int N = n + k;
+    api::checkOptions(N, m, options);
+    if (options.placement == Placement::Grid)
+        refuse("placement", "grid puts levels on the edges of their strata; use centered or jittered", "grid");
+    const std::size_t cells = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
+    if (values.size() != cells)
+        refuse("values", "must hold n m = " + std::to_string(cells) + " values", std::to_string(values.size()));
+    const Box box = boxOf(m, lower, upper);
+    for (int i = 0; i < n; ++i) {
+        for (int c = 0; c < m; ++c) {
+            const double x = values[static_cast<std::size_t>(i) * m + c];
+            const double lo = box.low[static_cast<std::size_t>(c)], hi = box.high[static_cast<std::size_t>(c)];
+            if (!std::isfinite(x)) refuse("values", cell(i, c) + ": must be a finite number", api::text(x));
+            if (!(x >= lo && x <= hi))
+                refuse("values", cell(i, c) + ": must lie in [" + api::text(lo) + ", " + api::text(hi) + "]",
+                       api::text(x));
+        }
+    }
+    const Clock::time_point started = Clock::now();
+
+    AugmentResult result;
+    result.points = N;
+    result.variables = m;
+    result.added = k;
+    result.doubledStrata.assign(static_cast<std::size_t>(m), 0);
+
+    // Given points first, at their strata; each variable's new strata dealt to the new
+    // points in a seeded random order.
+    engine::Levels start(N, m);
+    engine::RandomStream deal(engine::derivedSeed(options.seed, api::dealUse));
+    std::vector<char> held(static_cast<std::size_t>(N));
+    std::vector<int> empty, chosen(static_cast<std::size_t>(k));
+    for (int c = 0; c < m; ++c) {
+        std::fill(held.begin(), held.end(), 0);
+        const double lo = box.low[static_cast<std::size_t>(c)], hi = box.high[static_cast<std::size_t>(c)];
+        for (int i = 0; i < n; ++i) {
+            const int s = stratumOf(values[static_cast<std::size_t>(i) * m + c], lo, hi, N);
+            start.set(i, c, s + 1);
+            held[static_cast<std::size_t>(s)] = 1;
+        }
+        empty.clear();
+        for (int s = 0; s < N; ++s)
+            if (!held[static_cast<std::size_t>(s)]) empty.push_back(s);
+        const std::int64_t E = static_cast<std::int64_t>(empty.size());
+        result.doubledStrata[static_cast<std::size_t>(c)] = static_cast<int>(E - k);
+        result.doubled += E - k;
+        // The middles of k equal shares of the empty strata, by rank: distinct as E >= k.
+        for (std::int64_t t = 0; t < k; ++t) chosen[static_cast<std::size_t>(t)] = empty[static_cast<std::size_t>((2 * t + 1) * E / (2 * k))];
+        for (int t = k - 1; t > 0; --t) {
+            const int j = std::min(t, static_cast<int>(deal.next() * (t + 1)));
+            std::swap(chosen[static_cast<std::size_t>(t)], chosen[static_cast<std::size_t>(j)]);
+        }
+        for (int t = 0; t < k; ++t) start.set(n + t, c, chosen[static_cast<std::size_t>(t)] + 1);
+    }
+
+    engine::MultistartPlan plan = api::planFor(N, m, k, options, started);
+    plan.start = std::move(start);
+    plan.fixedRows = n;
+    const engine::MultistartOutcome outcome = engine::runMultistart(plan);
+
+    result.iterations = outcome.iterations;
+    result.restarts = outcome.restarts;
+    result.stopReason = api::stopReasonOf(outcome);
+    result.strata = rowMajor(outcome.levels);
+    result.phip = phip(result.strata, N, m, options.metric, options.p);
+    result.design.resize(static_cast<std::size_t>(N) * m);
+    std::copy(values.begin(), values.end(), result.design.begin());
+    engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));
+    for (int i = n; i < N; ++i) {
+        for (int c = 0; c < m; ++c) {
+            const std::size_t at = static_cast<std::size_t>(i) * m + c;
+            const double lo = box.low[static_cast<std::size_t>(c)], hi = box.high[static_cast<std::size_t>(c)];
+            const int level = result.strata[at];
+            const double u = api::place(level, N, options.placement, jitter);
+            double x = (1.0 - u) * lo + u * hi;
+            // A jitter within an ulp of the stratum's top may round into the next one.
+            if (stratumOf(x, lo, hi, N) != level - 1) {
+                const double middle = (level - 0.5) / N;
+                x = (1.0 - middle) * lo + middle * hi;
+            }
+            result.design[at] = x;
+        }
+    }
+    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
+    return result;
+}
+
+} // namespace olhs

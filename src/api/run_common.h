@@ -1,0 +1,58 @@
+// What optimize(), improve() and augment() share: the checks of their options, the plan of
+// a multistart run made from them, and where a level lands in [0, 1].
+#ifndef OLHS_SRC_API_RUN_COMMON_H
+#define OLHS_SRC_API_RUN_COMMON_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "olhs/optimize.h"
+
+#include "engine/multistart.h"
+#include "engine/random_stream.h"
+
+namespace olhs {
+namespace api {
+
+using Clock = std::chrono::steady_clock;
+
+/// Streams of a run besides its restarts', far from any restart number.
+constexpr std::uint64_t rowOrderUse = std::uint64_t{1} << 63;
+/// The stream of jittered placements.
+constexpr std::uint64_t jitterUse = rowOrderUse + 1;
+/// The stream that deals the new points of augment() their strata.
+constexpr std::uint64_t dealUse = rowOrderUse + 2;
+
+/// At least this many inner iterations per outer one.
+constexpr int minimumInnerIterations = 10;
+
+/// Throws std::invalid_argument "option: range (got given)".
+[[noreturn]] void refuse(const std::string& option, const std::string& range, const std::string& given);
+
+/// A number for messages.
+std::string text(double value);
+
+/// Refuses sizes and options out of range, naming the field.
+void checkOptions(int n, int m, const Options& options);
+
+/// The plan of a run of n points in m variables with these options, begun at `started`;
+/// `options` must outlive the run (the progress callback refers to it). The inner
+/// iterations follow `freePoints`, the points the search may move.
+engine::MultistartPlan planFor(int n, int m, int freePoints, const Options& options, Clock::time_point started);
+
+/// Why a run stopped.
+StopReason stopReasonOf(const engine::MultistartOutcome& outcome);
+
+/// The smallest city-block and Euclidean distances between the points of the levels
+/// (n x m, row after row) into the result.
+void smallestDistances(const std::vector<int>& levels, int n, int m, Result& result);
+
+/// Where level `level` of n lands in [0, 1] under the placement.
+double place(int level, int n, Placement placement, engine::RandomStream& jitter);
+
+} // namespace api
+} // namespace olhs
+
+#endif
