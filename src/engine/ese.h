@@ -38,9 +38,13 @@ struct InnerCounters {
 /// The enhanced stochastic evolutionary search: threshold-accepting exchanges of two
 /// levels in one column (never column 0), the best of J random pairs per inner iteration.
 ///
+/// The classic turn of columns starts again at every outer iteration, so with fewer inner
+/// iterations than columns the last columns never move. With `continuingColumns` the turn
+/// runs on across outer iterations instead, and every column has its turn.
+///
 /// With points held fixed (the first `fixedRows`), pairs are drawn among the other points
-/// only, and every column takes part: the fixed points tie column 0 down, so holding it
-/// still would no longer lose nothing.
+/// only, and every column takes part (the turn always runs on): the fixed points tie
+/// column 0 down, so holding it still would no longer lose nothing.
 ///
 /// One object owns everything a search changes (its design state, threshold, exploring
 /// factor and scratch space) and draws from the stream it is given, so any number of
@@ -55,13 +59,16 @@ public:
     /// and the inner iterations per outer one follow the classic rules of the number of
     /// free points unless given.
     Search(State state, RandomStream& stream, double threshold, int candidates = 0, int inner = 0,
-           int fixedRows = 0)
+           int fixedRows = 0, bool continuingColumns = false)
         : state_(std::move(state)),
           stream_(&stream),
           n_(state_.points()),
           m_(state_.variables()),
           fixed_(fixedRows),
           free_(n_ - fixedRows),
+          firstColumn_(fixedRows > 0 || m_ < 2 ? 0 : 1),
+          continuing_(fixedRows > 0 || continuingColumns),
+          cursor_(firstColumn_),
           J_(candidates > 0 ? candidates : candidatesPerIteration(free_)),
           M_(inner > 0 ? inner : innerIterations(free_ > 2 ? free_ : 2)),
           threshold_(threshold) {}
@@ -89,11 +96,9 @@ public:
                 return false;
             }
             int column = nextColumn(counters.innerCounter, m_);
-            if (fixed_ > 0) {
-                // The cursor runs on across outer iterations, so that every column has its
-                // turn however few inner iterations an outer one has.
+            if (continuing_) {
                 column = cursor_;
-                cursor_ = cursor_ + 1 < m_ ? cursor_ + 1 : 0;
+                cursor_ = cursor_ + 1 < m_ ? cursor_ + 1 : firstColumn_;
             }
             drawDistinctPairs(*stream_, J_, free_, pairs_);
             if (pairs_.empty()) {
@@ -147,7 +152,9 @@ private:
     int m_;
     int fixed_;
     int free_;
-    int cursor_ = 0;
+    int firstColumn_; ///< of the running turn
+    bool continuing_;
+    int cursor_;
     int J_;
     int M_;
     double threshold_;

@@ -55,7 +55,8 @@ RestartResult runRestart(const MultistartPlan& plan, int restart, const std::sha
     const double phip = current.phip();
     // The best design so far is the start: a search never returns anything worse.
     Search<FastSearchState<Dist, Exponent> > search(FastSearchState<Dist, Exponent>(std::move(current), start, phip),
-                                                    stream, 0.005 * phip, 0, plan.innerIterations, plan.fixedRows);
+                                                    stream, 0.005 * phip, 0, plan.innerIterations, plan.fixedRows,
+                                                    plan.continuingColumns);
     RestartResult result;
     result.ran = true;
     while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {

@@ -36,6 +36,9 @@ struct MultistartPlan {
     /// Points of `start` no exchange moves (the first ones); their pairs among themselves
     /// are left out of phi_p. 0: all points are free and column 0 is held still.
     int fixedRows = 0;
+    /// The turn of columns runs on across outer iterations (see Search), so that designs
+    /// with more columns than inner iterations move them all.
+    bool continuingColumns = false;
     /// When to stop whatever the iterations; time_point::max(): never.
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
     /// After each outer iteration (restart, its iterations, best phi_p of all so far);

@@ -134,6 +134,23 @@ TEST(Improve, NeverWorseThanItsStartAndKeepsItsShape) {
     }
 }
 
+TEST(Improve, EveryColumnMovesWhenThereAreMoreColumnsThanInnerIterations) {
+    // 40 points give ten inner iterations per outer one; with 16 columns a turn that
+    // started again at every outer iteration would never reach the last ones.
+    const int n = 40, m = 16;
+    std::vector<int> start(static_cast<std::size_t>(n) * m);
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) start[static_cast<std::size_t>(i) * m + c] = i + 1;
+    Options o = quick(4);
+    o.iterations = 10;
+    const Result r = olhs::improve(start, n, m, o);
+    for (int c = 1; c < m; ++c) {
+        int moved = 0;
+        for (int i = 0; i < n; ++i) moved += r.levels[static_cast<std::size_t>(i) * m + c] != i + 1;
+        EXPECT_GT(moved, 0) << "column " << c;
+    }
+}
+
 TEST(Improve, SameBitsForTheSameSeedWhateverTheThreads) {
     std::mt19937_64 rng(4);
     const std::vector<int> start = randomLatin(40, 5, rng);
