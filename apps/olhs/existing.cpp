@@ -33,19 +33,15 @@ namespace {
 std::vector<int> ranksOf(const DesignTable& table, const std::string& source) {
     try {
         return olhs::ranks(table.values.data(), table.n, table.m);
+    } catch (const olhs::TiedValues& tie) {
+        // Stable ranking keeps tied rows in data order, so the first line is the smaller.
+        const long first = table.lines[static_cast<std::size_t>(tie.firstRow() - 1)];
+        const long second = table.lines[static_cast<std::size_t>(tie.secondRow() - 1)];
+        throw UsageError(source + ": lines " + std::to_string(first) + " and " + std::to_string(second) + ", column " +
+                         std::to_string(tie.column()) + ": both hold " + shortestText(tie.value()) +
+                         "; a tie leaves the ranks of the column ambiguous");
     } catch (const std::invalid_argument& e) {
-        // "column C: rows A and B tie at V", rows from 1.
-        const std::string message = e.what();
-        int column = 0, a = 0, b = 0, consumed = 0;
-        if (std::sscanf(message.c_str(), "column %d: rows %d and %d tie at %n", &column, &a, &b, &consumed) == 3 &&
-            consumed > 0 && a >= 1 && b >= 1 && a <= table.n && b <= table.n) {
-            const long first = std::min(table.lines[static_cast<std::size_t>(a - 1)], table.lines[static_cast<std::size_t>(b - 1)]);
-            const long second = std::max(table.lines[static_cast<std::size_t>(a - 1)], table.lines[static_cast<std::size_t>(b - 1)]);
-            throw UsageError(source + ": lines " + std::to_string(first) + " and " + std::to_string(second) +
-                             ", column " + std::to_string(column) + ": both hold " + message.substr(static_cast<std::size_t>(consumed)) +
-                             "; a tie leaves the ranks of the column ambiguous");
-        }
-        throw UsageError(source + ": " + message);
+        throw UsageError(source + ": " + e.what());
     }
 }
 

@@ -5,6 +5,8 @@
 // correlation measures of integer levels. Independent of how the design was made.
 
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "olhs/export.h"
@@ -12,10 +14,27 @@
 
 namespace olhs {
 
+/// Two equal values in a column of a design to be ranked, whose ranks would be ambiguous.
+class OLHS_API TiedValues : public std::invalid_argument {
+public:
+    /// "column C: rows A and B tie at V", rows and columns counted from 1.
+    TiedValues(int column, int firstRow, int secondRow, double value, const std::string& message)
+        : std::invalid_argument(message), column_(column), firstRow_(firstRow), secondRow_(secondRow),
+          value_(value) {}
+    int column() const { return column_; }       ///< from 1
+    int firstRow() const { return firstRow_; }   ///< from 1, the smaller
+    int secondRow() const { return secondRow_; } ///< from 1
+    double value() const { return value_; }
+
+private:
+    int column_, firstRow_, secondRow_;
+    double value_;
+};
+
 /// Ranks 1..n of each column of n points in m variables (values row after row). Throws
 /// std::invalid_argument when n < 2 or m < 1, when a value is not finite ("column 2, row
-/// 7: ..."), or when two values of a column are equal ("column 1: rows 3 and 9 tie at
-/// 0.5"), rows and columns counted from 1.
+/// 7: ..."), or when two values of a column are equal (TiedValues: "column 1: rows 3 and 9
+/// tie at 0.5"), rows and columns counted from 1.
 OLHS_API std::vector<int> ranks(const double* values, int n, int m);
 
 /// phi_p of integer levels (n x m, row after row): (sum of d^-p over the pairs of points)^(1/p),

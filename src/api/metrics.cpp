@@ -176,10 +176,13 @@ std::vector<int> ranks(const double* values, int n, int m) {
         const auto value = [&](std::size_t i) { return values[i * columns + c]; };
         std::stable_sort(order.begin(), order.end(), [&](std::size_t p, std::size_t q) { return value(p) < value(q); });
         for (std::size_t k = 0; k + 1 < rows; ++k) {
-            if (value(order[k]) == value(order[k + 1]))
-                throw std::invalid_argument("column " + std::to_string(c + 1) + ": rows " + std::to_string(order[k] + 1) +
-                                            " and " + std::to_string(order[k + 1] + 1) + " tie at " +
-                                            text(value(order[k])));
+            if (value(order[k]) == value(order[k + 1])) {
+                const int column = static_cast<int>(c) + 1;
+                const int first = static_cast<int>(order[k]) + 1, second = static_cast<int>(order[k + 1]) + 1;
+                throw TiedValues(column, first, second, value(order[k]),
+                                 "column " + std::to_string(column) + ": rows " + std::to_string(first) + " and " +
+                                     std::to_string(second) + " tie at " + text(value(order[k])));
+            }
         }
         for (std::size_t k = 0; k < rows; ++k) result[order[k] * columns + c] = static_cast<int>(k + 1);
     }

@@ -62,6 +62,16 @@ TEST(Ranks, RanksEachColumnAndNamesWhatItRefuses) {
 
     const std::vector<double> tie = {1.0, 5.0, 2.0, 6.0, 1.0, 7.0, 1.0, 8.0};
     EXPECT_EQ(refusal([&] { olhs::ranks(tie.data(), 4, 2); }), "column 1: rows 1 and 3 tie at 1");
+    const std::vector<double> lateTie = {9.0, 1.0, 4.0, 2.0, 0.5, 1.0, 7.0, 3.0}; // column 2: rows 1 and 3
+    try {
+        olhs::ranks(lateTie.data(), 4, 2);
+        ADD_FAILURE() << "no refusal";
+    } catch (const olhs::TiedValues& e) {
+        EXPECT_EQ(e.column(), 2);
+        EXPECT_EQ(e.firstRow(), 1);
+        EXPECT_EQ(e.secondRow(), 3);
+        EXPECT_EQ(e.value(), 1.0);
+    }
     const std::vector<double> zeros = {0.0, -0.0}; // equal values, whatever their sign bit
     EXPECT_EQ(refusal([&] { olhs::ranks(zeros.data(), 2, 1); }), "column 1: rows 1 and 2 tie at 0");
     std::vector<double> bad = {1.0, 2.0, 3.0, 4.0};
