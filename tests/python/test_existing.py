@@ -1,6 +1,7 @@
 import json
 import os
 import subprocess
+import sys
 import threading
 
 import numpy as np
@@ -286,3 +287,25 @@ def test_augment_refusals_name_the_argument():
             ([good, 2], dict(progress="no"), TypeError, r"^progress: ")]:
         with pytest.raises(error, match=message):
             olhs.augment(*args, **kwargs)
+
+
+def test_ctrl_c_stops_improve_and_augment():
+    # In a child, so that the interruption reaches nothing but the searches.
+    code = r"""
+import _thread
+import numpy as np
+import olhs
+def progress(report):
+    if report.iteration == 2:
+        _thread.interrupt_main()
+x0 = np.random.default_rng(1).uniform(size=(200, 8))
+for call in (lambda: olhs.improve(x0, iterations=10**12, progress=progress),
+             lambda: olhs.augment(x0, 100, iterations=10**12, progress=progress)):
+    try:
+        call()
+    except KeyboardInterrupt:
+        print("interrupted")
+print(olhs.improve(x0[:20], iterations=5).shape)
+"""
+    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=120)
+    assert done.stdout == "interrupted\ninterrupted\n(20, 8)\n", done.stderr
