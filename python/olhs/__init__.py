@@ -8,7 +8,8 @@
 ``optimal_lhs`` runs the library's optimiser (independent restarts of an enhanced
 stochastic evolutionary search minimising phi_p) with the search outside the GIL;
 ``classic_lhs`` gives the design of the classic entry point; ``phi_p`` and ``metrics``
-measure any design; ``olhs.qmc`` holds a ``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
+(or ``score``) measure any design; ``improve`` optimises a design someone already has and
+``augment`` adds points to one; ``olhs.qmc`` holds a ``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
 library and the ``olhs`` command.
 """
 
@@ -19,7 +20,7 @@ import numpy as np
 from . import _olhs
 from ._olhs import Progress
 
-__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
+__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
 __version__ = "0.1.0"
 
 #: Seed of ``optimal_lhs`` when none is given (the C++ ``olhs::Options`` default).
@@ -31,6 +32,7 @@ _INT_MAX = 2**31 - 1
 _SEED_MAX = 2**64 - 1
 _METRICS = ("cityblock", "euclidean")
 _PLACEMENTS = ("centered", "grid", "jittered")
+_ADDED_MAX = 999999
 
 
 def _integer(name, value, low, high, meaning):
@@ -123,6 +125,12 @@ def _settings(restarts, threads, iterations, time_budget, metric, p, placement):
     return restarts, threads, iterations, time_budget, metric, p, placement
 
 
+def _progress(progress):
+    if progress is not None and not callable(progress):
+        raise TypeError(f"progress: must be callable or None (got {type(progress).__name__})")
+    return progress
+
+
 def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
                 time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, placement="centered", bounds=None,
                 progress=None):
@@ -200,9 +208,7 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     seed = _seed(seed, DEFAULT_SEED)
     settings = _settings(restarts, threads, iterations, time_budget, metric, p, placement)
     b = _bounds(bounds, d)
-    if progress is not None and not callable(progress):
-        raise TypeError(f"progress: must be callable or None (got {type(progress).__name__})")
-    result = _olhs.optimize(n, d, seed, *settings, progress)
+    result = _olhs.optimize(n, d, seed, *settings, _progress(progress))
     return _scaled(result["design"], b)
 
 
@@ -349,6 +355,193 @@ def metrics(design, p=_olhs.DEFAULT_P):
     d = _design(design)
     p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
     return _olhs.metrics(d, p)
+
+
+def score(design, p=_olhs.DEFAULT_P):
+    """The measures ``olhs score FILE`` prints, of a design: the same dict as ``metrics``.
+
+    ``score`` and ``metrics`` are one function under two names: ``score`` after the
+    command, ``metrics`` after the C++ ``olhs::metrics``. The command's JSON names
+    ``phi_p_city_block``, ``min_city_block_distance``, ``min_euclidean_distance`` and
+    ``centred_l2_discrepancy`` are the keys ``phi_p``, ``min_city_block``,
+    ``min_euclidean`` and ``centered_l2_discrepancy`` here; the values are the same bits.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> s = olhs.score([[10, 0.1], [20, 0.3], [30, 0.2]], p=2)   # levels (1,1) (2,3) (3,2)
+    >>> s["min_city_block"], s["min_city_block_pairs"], round(s["max_abs_correlation"], 6)
+    (2, 1, 0.5)
+    """
+    return metrics(design, p)
+
+
+def improve(design, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
+            time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, progress=None, return_info=False):
+    """A design someone already has, optimised from where it stands: never worse by phi_p.
+
+    Each column is taken by its ranks 1..n (so the values may lie in any range) and
+    ``olhs::improve`` runs the optimiser from those levels instead of from random ones:
+    every restart starts from the design on a stream of its own and keeps it until it
+    finds a smaller phi_p. Each column of the result holds the values the same column of
+    ``design`` held, to the bit (the point of rank k gets the column's k-th smallest
+    value): only their pairing changes. The points keep their order and column 0 keeps
+    its values. The same design, seed and settings give the same bits as
+    ``olhs improve FILE --seed S`` (whose default without ``--seed`` is
+    ``olhs.CLASSIC_DEFAULT_SEED``).
+
+    Parameters
+    ----------
+    design : array_like
+        (n, d) values, n >= 2, d >= 1, finite and distinct within each column.
+    seed : int, optional
+        0 to 2**64 - 1; None means ``olhs.DEFAULT_SEED``.
+    restarts, threads, iterations, time_budget, metric, p, progress
+        As for ``optimal_lhs``; ``iterations=None`` chooses them from n.
+    return_info : bool
+        Also return a dict of the run (see Returns).
+
+    Returns
+    -------
+    numpy.ndarray or (numpy.ndarray, dict)
+        The C-contiguous float64 (n, d) design; with ``return_info=True`` also a dict:
+        ``phi_p`` of the result and ``start_phi_p`` of ``design`` (on ranks, under
+        ``metric`` and ``p``; ``phi_p <= start_phi_p``), ``levels`` (the ranks of the
+        result, int array), ``iterations``, ``restarts``, ``stop_reason``, ``seconds``.
+
+    Raises
+    ------
+    ValueError, TypeError
+        An argument out of range or of the wrong type; the message names it (a tie in a
+        column names the column and both rows).
+    KeyboardInterrupt
+        Ctrl-C stops the search, as for ``optimal_lhs``.
+
+    Examples
+    --------
+    >>> import olhs, numpy as np
+    >>> x0 = np.random.default_rng(1).uniform(-5, 5, size=(12, 3))
+    >>> x, info = olhs.improve(x0, seed=2, iterations=30, return_info=True)
+    >>> bool(info["phi_p"] <= info["start_phi_p"]), bool((np.sort(x, 0) == np.sort(x0, 0)).all())
+    (True, True)
+    """
+    a = _design(design)
+    seed = _seed(seed, DEFAULT_SEED)
+    restarts, threads, iterations, time_budget, metric, p, _ = _settings(
+        restarts, threads, iterations, time_budget, metric, p, "centered")
+    result = _olhs.improve(a, seed, restarts, threads, iterations, time_budget, metric, p, _progress(progress))
+    # Rank k takes the column's k-th smallest value, as the command pairs them.
+    levels = result["levels"]
+    x = np.ascontiguousarray(np.take_along_axis(np.sort(a, axis=0), levels - 1, axis=0))
+    return (x, result) if return_info else x
+
+
+def _unit_or_box(design, b):
+    """The design as a C-contiguous float64 (n, d) array of finite values inside the box."""
+    try:
+        a = np.asarray(design, dtype=np.float64)
+    except (TypeError, ValueError) as e:
+        raise TypeError(f"design: must be an (n, d) array of numbers ({e})") from None
+    if a.ndim != 2:
+        raise ValueError(f"design: must be a 2-D array of shape (n, d) (got shape {a.shape})")
+    n, d = a.shape
+    if n < 1:
+        raise ValueError("design: needs at least 1 point, one per row (got 0)")
+    if d < 1:
+        raise ValueError("design: needs at least 1 variable, one per column (got 0)")
+    bad = np.argwhere(~np.isfinite(a))
+    if bad.size:
+        i, j = map(int, bad[0])
+        raise ValueError(f"design: every value must be finite (row {i}, column {j} is {a[i, j]!r})")
+    low, high = (0.0, 1.0) if b is None else (b[:, 0], b[:, 1])
+    outside = np.argwhere((a < low) | (a > high))
+    if outside.size:
+        i, j = map(int, outside[0])
+        lo, hi = (0.0, 1.0) if b is None else (b[j, 0], b[j, 1])
+        where = "give the design's box with bounds" if b is None else "the box of bounds"
+        raise ValueError(f"design: row {i}, column {j} is {a[i, j]!r}, outside [{lo!r}, {hi!r}]; {where}")
+    return np.ascontiguousarray(a)
+
+
+def augment(design, k, *, bounds=None, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
+            time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, placement="centered", progress=None,
+            return_info=False):
+    """The design with k points added; its own n points keep their values to the bit.
+
+    Runs ``olhs::augment``: each variable's box is cut into n + k equal strata, and the
+    new points take strata that no given point holds, each a different one, so every
+    stratum holds one point whenever the given points hold different strata. Where given
+    points share a stratum, as many strata stay empty (the *doubled* strata, counted in
+    the info dict) and the new points take empty strata spread evenly among them. The
+    optimiser then exchanges strata among the new points only, minimising phi_p of the
+    whole design on stratum numbers. The same design, k, seed and settings give the same
+    bits as ``olhs augment FILE -k K --seed S``.
+
+    Parameters
+    ----------
+    design : array_like
+        (n, d) finite values, n >= 1, d >= 1, inside [0, 1] or the box of ``bounds``
+        (values outside are refused). Ties are allowed: they share a stratum.
+    k : int
+        Points to add, 1 to 999999.
+    bounds : array_like, optional
+        (d, 2) rows of finite (lower, upper) with lower < upper: the box of each variable.
+        None is the unit box.
+    seed : int, optional
+        0 to 2**64 - 1; None means ``olhs.DEFAULT_SEED``.
+    restarts, threads, iterations, time_budget, metric, p, progress
+        As for ``optimal_lhs``; ``iterations=None`` chooses them from n + k.
+    placement : {"centered", "jittered"}
+        A new value sits in the middle of its stratum, or uniformly within it (seeded).
+        "grid" is refused: it would put values on the edges of their strata.
+    return_info : bool
+        Also return a dict of the run (see Returns).
+
+    Returns
+    -------
+    numpy.ndarray or (numpy.ndarray, dict)
+        The C-contiguous float64 (n + k, d) design: the rows of ``design`` first, then the
+        k new ones. With ``return_info=True`` also a dict: ``doubled`` (int, 0 unless given
+        points share strata) and ``doubled_strata`` (the count per variable), ``strata``
+        (the stratum 1..n + k of every value, int array), ``phi_p`` (of the strata; inf
+        when two given points share their stratum in every variable), ``iterations``,
+        ``restarts``, ``stop_reason``, ``seconds``.
+
+    Raises
+    ------
+    ValueError, TypeError
+        An argument out of range or of the wrong type; the message names it.
+    KeyboardInterrupt
+        Ctrl-C stops the search, as for ``optimal_lhs``.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> x0 = [[0.05, 0.5], [0.35, 0.05], [0.65, 0.95], [0.95, 0.35]]
+    >>> x = olhs.augment(x0, 4, seed=1)
+    >>> x.shape, x[:4].tolist() == x0
+    ((8, 2), True)
+    >>> _, info = olhs.augment([[0.5, 0.1], [0.5, 0.9]], 2, return_info=True)
+    >>> info["doubled"], info["doubled_strata"]       # both points in stratum 3 of 4 of x1
+    (1, [1, 0])
+    """
+    try:
+        d = np.shape(design)[1] if np.ndim(design) == 2 else None
+    except (TypeError, ValueError):
+        d = None
+    b = None if d is None else _bounds(bounds, d)
+    a = _unit_or_box(design, b)
+    k = _integer("k", k, 1, _ADDED_MAX, f"the number of points to add must lie in [1, {_ADDED_MAX}]")
+    seed = _seed(seed, DEFAULT_SEED)
+    restarts, threads, iterations, time_budget, metric, p, placement = _settings(
+        restarts, threads, iterations, time_budget, metric, p, placement)
+    if placement == "grid":
+        raise ValueError("placement: 'grid' puts values on the edges of their strata; use 'centered' or 'jittered'")
+    lower, upper = ([], []) if b is None else (b[:, 0].tolist(), b[:, 1].tolist())
+    result = _olhs.augment(a, k, seed, restarts, threads, iterations, time_budget, metric, p, placement,
+                           lower, upper, _progress(progress))
+    x = result.pop("design")
+    return (x, result) if return_info else x
 
 
 def __getattr__(name):

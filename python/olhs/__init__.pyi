@@ -1,4 +1,4 @@
-from typing import Callable, Literal, Optional, TypedDict
+from typing import Callable, List, Literal, Optional, Tuple, TypedDict, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -75,4 +75,130 @@ def metrics(design: npt.ArrayLike, p: float = 50.0) -> Metrics:
 
     >>> olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])["min_city_block"]
     3
+    """
+
+def score(design: npt.ArrayLike, p: float = 50.0) -> Metrics:
+    """What ``olhs score FILE`` measures: the same dict as ``metrics``.
+
+    >>> olhs.score([[10, 0.1], [20, 0.3], [30, 0.2]], p=2)["min_city_block"]
+    2
+    """
+
+class Run(TypedDict):
+    phi_p: float
+    iterations: int
+    restarts: int
+    stop_reason: str
+    seconds: float
+
+class ImproveInfo(Run):
+    start_phi_p: float
+    levels: npt.NDArray[np.int32]
+
+class AugmentInfo(Run):
+    doubled: int
+    doubled_strata: List[int]
+    strata: npt.NDArray[np.int32]
+
+@overload
+def improve(
+    design: npt.ArrayLike,
+    *,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: Literal[False] = False,
+) -> npt.NDArray[np.float64]: ...
+@overload
+def improve(
+    design: npt.ArrayLike,
+    *,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: Literal[True],
+) -> Tuple[npt.NDArray[np.float64], ImproveInfo]: ...
+def improve(
+    design: npt.ArrayLike,
+    *,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: bool = False,
+) -> Union[npt.NDArray[np.float64], Tuple[npt.NDArray[np.float64], ImproveInfo]]:
+    """The design optimised from where it stands, never worse by phi_p; each column keeps its values.
+
+    >>> x = olhs.improve(x0, seed=2)                       # same shape and column values as x0
+    >>> x, info = olhs.improve(x0, return_info=True)       # info["phi_p"] <= info["start_phi_p"]
+    """
+
+@overload
+def augment(
+    design: npt.ArrayLike,
+    k: int,
+    *,
+    bounds: Optional[npt.ArrayLike] = None,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    placement: Literal["centered", "jittered"] = "centered",
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: Literal[False] = False,
+) -> npt.NDArray[np.float64]: ...
+@overload
+def augment(
+    design: npt.ArrayLike,
+    k: int,
+    *,
+    bounds: Optional[npt.ArrayLike] = None,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    placement: Literal["centered", "jittered"] = "centered",
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: Literal[True],
+) -> Tuple[npt.NDArray[np.float64], AugmentInfo]: ...
+def augment(
+    design: npt.ArrayLike,
+    k: int,
+    *,
+    bounds: Optional[npt.ArrayLike] = None,
+    seed: Optional[int] = None,
+    restarts: int = 2,
+    threads: int = 0,
+    iterations: Optional[int] = None,
+    time_budget: Optional[float] = None,
+    metric: Metric = "cityblock",
+    p: float = 50.0,
+    placement: Literal["centered", "jittered"] = "centered",
+    progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    return_info: bool = False,
+) -> Union[npt.NDArray[np.float64], Tuple[npt.NDArray[np.float64], AugmentInfo]]:
+    """The (n + k, d) design: the n given rows to the bit, then k new points in free strata.
+
+    >>> x = olhs.augment(x0, 10, bounds=[(0, 5), (100, 200)])
+    >>> x, info = olhs.augment(x0, 10, return_info=True)   # info["doubled"]: strata held twice
     """

@@ -20,10 +20,12 @@
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include "olhs/CRand.h"
 #include "olhs/OptimalLatinHypercubeDOE.h"
 #include "olhs/SimpleESEA.h"
+#include "olhs/existing.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"
 
@@ -52,7 +54,9 @@ olhs::Placement placementOf(const std::string& name) {
 
 // The library names its fields as in C++; Python callers know the keyword arguments.
 std::string withPythonNames(const std::string& message) {
-    const std::pair<const char*, const char*> names[] = {{"m: ", "d: "}, {"timeBudget: ", "time_budget: "}};
+    const std::pair<const char*, const char*> names[] = {
+        {"m: ", "d: "},           {"timeBudget: ", "time_budget: "}, {"values: ", "design: "},
+        {"startLevels: ", "design: "}, {"lower: ", "bounds: "},         {"upper: ", "bounds: "}};
     for (const auto& [library, python] : names) {
         const std::string prefix(library);
         if (message.compare(0, prefix.size(), prefix) == 0) return python + message.substr(prefix.size());
@@ -82,8 +86,9 @@ struct Watch {
     }
 };
 
-py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
-                  const std::string& metric, double p, const std::string& placement, const py::object& progress) {
+// The settings shared by the optimiser's entry points; olhs/__init__.py has checked them.
+olhs::Options searchOptions(std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
+                            const std::string& metric, double p, const std::string& placement) {
     olhs::Options options;
     options.seed = seed;
     options.restarts = restarts;
@@ -93,7 +98,14 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     options.metric = metricOf(metric);
     options.p = p;
     options.placement = placementOf(placement);
+    return options;
+}
 
+// Runs search(options) without the GIL, with `progress` called from the search's threads,
+// Ctrl-C and exceptions of `progress` stopping it, and the library's refusals raised as
+// ValueError. Called with the GIL held.
+template <class Search>
+auto watched(olhs::Options& options, const py::object& progress, Search search) {
     auto watch = std::make_shared<Watch>();
     PyObject* callback = progress.is_none() ? nullptr : progress.ptr();
     // Never copies or drops a Python reference without the GIL: the callable is borrowed
@@ -117,10 +129,11 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
 
     // The search runs on a thread of its own so that this one, which may be the main
     // thread, can run Python's signal handlers (only the main thread can) while it waits.
-    std::future<olhs::Result> running;
+    using Outcome = decltype(search(std::as_const(options)));
+    std::future<Outcome> running;
     {
         py::gil_scoped_release release;
-        running = std::async(std::launch::async, [n, m, &options] { return olhs::optimize(n, m, options); });
+        running = std::async(std::launch::async, [&options, &search] { return search(std::as_const(options)); });
         while (running.wait_for(signalCheckInterval) != std::future_status::ready) {
             if (watch->stop.load()) continue;
             py::gil_scoped_acquire gil;
@@ -128,25 +141,40 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
         }
     }
     if (watch->error) throw std::move(*watch->error);
-    olhs::Result result;
     try {
-        result = running.get();
+        return running.get();
     } catch (const std::invalid_argument& e) {
         throw py::value_error(withPythonNames(e.what()));
     }
+}
+
+template <class Value>
+py::array_t<Value> matrixOf(const std::vector<Value>& values, int n, int m) {
+    py::array_t<Value> out({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(m)});
+    std::copy(values.begin(), values.end(), out.mutable_data());
+    return out;
+}
+
+void putRun(py::dict& out, double phip, long iterations, int restarts, olhs::StopReason reason, double seconds) {
+    out["phi_p"] = phip;
+    out["iterations"] = iterations;
+    out["restarts"] = restarts;
+    out["stop_reason"] = olhs::toString(reason);
+    out["seconds"] = seconds;
+}
+
+py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
+                  const std::string& metric, double p, const std::string& placement, const py::object& progress) {
+    olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, placement);
+    const olhs::Result result =
+        watched(options, progress, [n, m](const olhs::Options& o) { return olhs::optimize(n, m, o); });
 
     py::dict out;
-    out["design"] = matrix(result.design.data(), n, m);
-    py::array_t<int> levels({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(m)});
-    std::copy(result.levels.begin(), result.levels.end(), levels.mutable_data());
-    out["levels"] = levels;
-    out["phi_p"] = result.phip;
+    out["design"] = matrixOf(result.design, n, m);
+    out["levels"] = matrixOf(result.levels, n, m);
     out["min_city_block"] = result.minCityBlock;
     out["min_euclidean"] = result.minEuclidean;
-    out["iterations"] = result.iterations;
-    out["restarts"] = result.restarts;
-    out["stop_reason"] = olhs::toString(result.stopReason);
-    out["seconds"] = result.seconds;
+    putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
     return out;
 }
 
@@ -251,6 +279,59 @@ py::dict metrics(const Design& design, double p) {
     return out;
 }
 
+// The values of a design, copied under the GIL.
+std::vector<double> valuesOf(const Design& design, int& n, int& m) {
+    if (design.ndim() != 2) throw py::value_error("design: must be a 2-D array of shape (n, d)");
+    n = static_cast<int>(design.shape(0));
+    m = static_cast<int>(design.shape(1));
+    return std::vector<double>(design.data(), design.data() + design.size());
+}
+
+py::dict improve(const Design& design, std::uint64_t seed, int restarts, int threads, long iterations,
+                 double timeBudget, const std::string& metric, double p, const py::object& progress) {
+    int n = 0, m = 0;
+    const std::vector<double> values = valuesOf(design, n, m);
+    std::vector<int> start;
+    try {
+        start = olhs::ranks(values.data(), n, m);
+    } catch (const std::invalid_argument& e) {
+        throw py::value_error(std::string("design: ") + e.what());
+    }
+    olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, "centered");
+    const auto [result, startPhip] = watched(options, progress, [&start, n, m](const olhs::Options& o) {
+        olhs::Result improved = olhs::improve(start, n, m, o);
+        return std::make_pair(std::move(improved), olhs::phip(start, n, m, o.metric, o.p));
+    });
+
+    py::dict out;
+    out["levels"] = matrixOf(result.levels, n, m);
+    out["start_phi_p"] = startPhip;
+    putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
+    return out;
+}
+
+py::dict augment(const Design& design, int k, std::uint64_t seed, int restarts, int threads, long iterations,
+                 double timeBudget, const std::string& metric, double p, const std::string& placement,
+                 const std::vector<double>& lower, const std::vector<double>& upper, const py::object& progress) {
+    int n = 0, m = 0;
+    const std::vector<double> values = valuesOf(design, n, m);
+    olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, placement);
+    const olhs::AugmentResult result =
+        watched(options, progress, [&values, &lower, &upper, n, m, k](const olhs::Options& o) {
+            return olhs::augment(values, n, m, k, o, lower, upper);
+        });
+
+    py::dict out;
+    out["design"] = matrixOf(result.design, n + k, m);
+    out["strata"] = matrixOf(result.strata, n + k, m);
+    out["doubled"] = result.doubled;
+    py::list perVariable;
+    for (const int doubled : result.doubledStrata) perVariable.append(doubled);
+    out["doubled_strata"] = perVariable;
+    putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
+    return out;
+}
+
 } // namespace
 
 PYBIND11_MODULE(_olhs, module) {
@@ -272,6 +353,14 @@ PYBIND11_MODULE(_olhs, module) {
                py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
                py::arg("placement"), py::arg("progress").none(true),
                "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
+    module.def("improve", &improve, py::arg("design"), py::arg("seed"), py::arg("restarts"), py::arg("threads"),
+               py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
+               py::arg("progress").none(true),
+               "The optimiser's run from the design's ranks as a dict; olhs.improve checks the arguments first.");
+    module.def("augment", &augment, py::arg("design"), py::arg("k"), py::arg("seed"), py::arg("restarts"),
+               py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
+               py::arg("placement"), py::arg("lower"), py::arg("upper"), py::arg("progress").none(true),
+               "The design with k points added, as a dict; olhs.augment checks the arguments first.");
     module.def("classic", &classic, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("mode"),
                py::arg("verbose"), "The entry point's design; olhs.classic_lhs checks the arguments first.");
     module.def("phip", &phip, py::arg("design"), py::arg("p"), py::arg("metric"),

@@ -42,7 +42,7 @@ def test_stubs_match_the_functions():
     functions, classes = _stub_functions(olhs.__file__)
     for name in olhs.__all__:
         assert name in functions or name in classes or name.isupper(), name
-    for name in ["optimal_lhs", "classic_lhs", "phi_p", "metrics"]:
+    for name in ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment"]:
         signature = inspect.signature(getattr(olhs, name))
         positional = [p.name for p in signature.parameters.values() if p.kind == p.POSITIONAL_OR_KEYWORD]
         keywords = [p.name for p in signature.parameters.values() if p.kind == p.KEYWORD_ONLY]
