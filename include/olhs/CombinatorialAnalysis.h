@@ -26,27 +26,13 @@ inline int pickIndex(double r, int k) {
 /// The pick rule: n draws, each taking one value out of the ascending pool 1..n. Only the
 /// first `picked` values are computed; the remaining draws are still made, so the stream
 /// advances by exactly n whatever is kept.
+OLHS_API std::vector<int> pickPermutationValues(CRand& generator, int n, int picked);
+
+/// The pick rule's values as V.
 template <class V>
 std::vector<V> pickPermutation(CRand& generator, int n, int picked) {
-    std::vector<V> out;
-    if (n <= 0) {
-        return out;
-    }
-    picked = std::min(std::max(picked, 0), n);
-    std::vector<V> pool(static_cast<std::size_t>(n));
-    for (int v = 0; v < n; ++v) {
-        pool[static_cast<std::size_t>(v)] = static_cast<V>(v + 1);
-    }
-    out.reserve(static_cast<std::size_t>(picked));
-    for (int draw = 0; draw < n; ++draw) {
-        const double r = generator.Random();
-        if (draw < picked) {
-            const int index = pickIndex(r, static_cast<int>(pool.size()));
-            out.push_back(pool[static_cast<std::size_t>(index)]);
-            pool.erase(pool.begin() + index);
-        }
-    }
-    return out;
+    const std::vector<int> values = pickPermutationValues(generator, n, picked);
+    return std::vector<V>(values.begin(), values.end());
 }
 
 /// Whether at least `count` distinct k-element subsets of n values exist.

@@ -66,6 +66,27 @@ void drawHashed(RandomStream& stream, int count, int n, std::vector<Pair>& out) 
 
 } // namespace
 
+OrderStatisticPool::OrderStatisticPool(int n) : n_(n), top_(1), counts_(static_cast<std::size_t>(n) + 1) {
+    // Every value present: node i counts the lowbit(i) values ending at i.
+    for (int i = 1; i <= n; ++i) counts_[static_cast<std::size_t>(i)] = i & -i;
+    while (top_ * 2 <= n) top_ *= 2;
+}
+
+int OrderStatisticPool::take(int index) {
+    int position = 0;
+    int rank = index + 1;
+    for (int step = top_; step > 0; step /= 2) {
+        const int next = position + step;
+        if (next <= n_ && counts_[static_cast<std::size_t>(next)] < rank) {
+            position = next;
+            rank -= counts_[static_cast<std::size_t>(next)];
+        }
+    }
+    const int value = position + 1;
+    for (int i = value; i <= n_; i += i & -i) --counts_[static_cast<std::size_t>(i)];
+    return value;
+}
+
 void drawDistinctPairs(RandomStream& stream, int count, int n, std::vector<Pair>& out) {
     out.clear();
     if (count <= 0 || n < 2) {

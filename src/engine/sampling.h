@@ -48,6 +48,24 @@ void skipDraws(Stream& stream, std::uint64_t count) {
     }
 }
 
+/// The values 1..n, each present or taken: the k-th present value is found and taken in
+/// O(log n) (a Fenwick tree of counts), where closing up an array costs O(n).
+class OrderStatisticPool {
+public:
+    /// All of 1..n present.
+    explicit OrderStatisticPool(int n);
+    /// Takes out the value of rank `index` (from 0) among those present, and returns it.
+    int take(int index);
+
+private:
+    int n_;
+    int top_; ///< the largest power of two not above n
+    std::vector<int> counts_;
+};
+
+/// Pools larger than this are kept as an OrderStatisticPool; smaller ones close up faster.
+constexpr int kArrayPoolLimit = 2048;
+
 /// The pick rule: the first `picked` values of a permutation of 1..n into `out`, each draw
 /// taking one value out of the ascending pool of those left. Always n draws, whatever is kept.
 template <class V, class Stream>
@@ -57,6 +75,15 @@ void pickPermutation(Stream& stream, int n, int picked, std::vector<V>& out) {
         return;
     }
     picked = std::min(std::max(picked, 0), n);
+    if (n > kArrayPoolLimit) {
+        OrderStatisticPool pool(n);
+        out.resize(static_cast<std::size_t>(picked));
+        for (int d = 0; d < picked; ++d) {
+            out[static_cast<std::size_t>(d)] = static_cast<V>(pool.take(pickIndex(stream.next(), n - d)));
+        }
+        skipDraws(stream, static_cast<std::uint64_t>(n - picked));
+        return;
+    }
     out.resize(static_cast<std::size_t>(n));
     for (int v = 0; v < n; ++v) {
         out[static_cast<std::size_t>(v)] = static_cast<V>(v + 1);

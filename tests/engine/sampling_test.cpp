@@ -81,6 +81,24 @@ struct DrawOnlyStream {
 
 } // namespace
 
+// The pick rule as first written: n draws, each erasing its value from an ascending pool.
+std::vector<int> pickByErasing(CRand& generator, int n, int picked) {
+    std::vector<int> out;
+    if (n <= 0) return out;
+    picked = std::min(std::max(picked, 0), n);
+    std::vector<int> pool(static_cast<std::size_t>(n));
+    for (int v = 0; v < n; ++v) pool[static_cast<std::size_t>(v)] = v + 1;
+    for (int draw = 0; draw < n; ++draw) {
+        const double r = generator.Random();
+        if (draw < picked) {
+            const int index = olhs::detail::pickIndex(r, static_cast<int>(pool.size()));
+            out.push_back(pool[static_cast<std::size_t>(index)]);
+            pool.erase(pool.begin() + index);
+        }
+    }
+    return out;
+}
+
 TEST(EnginePickRule, IndexesAndPermutationsAreTheLegacyOnes) {
     std::mt19937_64 engine(1);
     for (int k : {1, 2, 3, 4, 7, 100, 4096}) {
@@ -94,7 +112,9 @@ TEST(EnginePickRule, IndexesAndPermutationsAreTheLegacyOnes) {
     }
     // Against the legacy rule on a copy of the stream: the same values, the same draws made.
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
-        const int n = static_cast<int>(seed % 14) + (seed % 5 == 0 ? 300 : 0);
+        // Small pools, and pools past the array limit that an order-statistic tree keeps.
+        const int n = static_cast<int>(seed % 14) + (seed % 5 == 0 ? 300 : 0) + (seed % 7 == 0 ? 2040 : 0) +
+                      (seed % 11 == 0 ? 5000 : 0);
         for (int picked : {-1, 0, 1, 2, n / 2, n, n + 1}) {
             long calls = 0, legacyCalls = 0;
             RandomStream stream = seed % 2 ? RandomStream(seed) : RandomStream(awkwardHost(seed, &calls));
@@ -103,10 +123,26 @@ TEST(EnginePickRule, IndexesAndPermutationsAreTheLegacyOnes) {
             {
                 olhs_test::ScopedSource source([&legacy] { return legacy.next(); });
                 CRand generator;
-                expected = olhs::detail::pickPermutation<int>(generator, n, picked);
+                expected = pickByErasing(generator, n, picked);
             }
             olhs::engine::pickPermutation(stream, n, picked, values);
             ASSERT_EQ(values, expected) << "seed " << seed << ", n " << n << ", picked " << picked;
+            if (seed % 3 == 0) {
+                RandomStream again = RandomStream(seed + 1000);
+                RandomStream reference = again;
+                std::vector<int> library, plain;
+                {
+                    olhs_test::ScopedSource source([&again] { return again.next(); });
+                    CRand generator;
+                    library = olhs::detail::pickPermutation<int>(generator, n, picked);
+                }
+                {
+                    olhs_test::ScopedSource source([&reference] { return reference.next(); });
+                    CRand generator;
+                    plain = pickByErasing(generator, n, picked);
+                }
+                ASSERT_EQ(library, plain) << "the classes' sampler, n " << n << ", picked " << picked;
+            }
             EXPECT_EQ(calls, legacyCalls);
             EXPECT_TRUE(sameNextDraws(stream, legacy)) << "seed " << seed << ", n " << n << ", picked " << picked;
         }
