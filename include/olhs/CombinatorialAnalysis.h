@@ -10,19 +10,6 @@
 namespace olhs {
 namespace detail {
 
-/// Index picked from a pool of k values by the draw r: r (k - 1) rounded to the nearest
-/// integer, halves away from zero. Draws outside [0, 1] are held to the pool's ends.
-inline int pickIndex(double r, int k) {
-    const double x = r * (k - 1);
-    if (!(x >= 0.0)) {
-        return 0;
-    }
-    if (x >= k - 1) {
-        return k - 1;
-    }
-    return x > 0 ? static_cast<int>(x + 0.5) : static_cast<int>(x - 0.5);
-}
-
 /// The pick rule: n draws, each taking one value out of the ascending pool 1..n. Only the
 /// first `picked` values are computed; the remaining draws are still made, so the stream
 /// advances by exactly n whatever is kept.

@@ -266,8 +266,8 @@ def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
     return _olhs.classic(n, d, seed, mode, bool(verbose))
 
 
-def _design(design):
-    """The design as a C-contiguous float64 (n, d) array whose columns rank without ties."""
+def _finite_matrix(design, fewest):
+    """The design as a float64 (n, d) array of finite values with at least `fewest` rows."""
     try:
         a = np.asarray(design, dtype=np.float64)
     except (TypeError, ValueError) as e:
@@ -275,14 +275,21 @@ def _design(design):
     if a.ndim != 2:
         raise ValueError(f"design: must be a 2-D array of shape (n, d) (got shape {a.shape})")
     n, d = a.shape
-    if n < 2:
-        raise ValueError(f"design: needs at least 2 points, one per row (got {n})")
+    if n < fewest:
+        points = "point" if fewest == 1 else "points"
+        raise ValueError(f"design: needs at least {fewest} {points}, one per row (got {n})")
     if d < 1:
         raise ValueError("design: needs at least 1 variable, one per column (got 0)")
     bad = np.argwhere(~np.isfinite(a))
     if bad.size:
         i, j = map(int, bad[0])
         raise ValueError(f"design: every value must be finite (row {i}, column {j} is {a[i, j]!r})")
+    return a
+
+
+def _design(design):
+    """The design as a C-contiguous float64 (n, d) array whose columns rank without ties."""
+    a = _finite_matrix(design, 2)
     order = np.argsort(a, axis=0, kind="stable")
     ordered = np.take_along_axis(a, order, axis=0)
     ties = np.argwhere(ordered[1:] == ordered[:-1])
@@ -438,21 +445,7 @@ def improve(design, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, it
 
 def _unit_or_box(design, b):
     """The design as a C-contiguous float64 (n, d) array of finite values inside the box."""
-    try:
-        a = np.asarray(design, dtype=np.float64)
-    except (TypeError, ValueError) as e:
-        raise TypeError(f"design: must be an (n, d) array of numbers ({e})") from None
-    if a.ndim != 2:
-        raise ValueError(f"design: must be a 2-D array of shape (n, d) (got shape {a.shape})")
-    n, d = a.shape
-    if n < 1:
-        raise ValueError("design: needs at least 1 point, one per row (got 0)")
-    if d < 1:
-        raise ValueError("design: needs at least 1 variable, one per column (got 0)")
-    bad = np.argwhere(~np.isfinite(a))
-    if bad.size:
-        i, j = map(int, bad[0])
-        raise ValueError(f"design: every value must be finite (row {i}, column {j} is {a[i, j]!r})")
+    a = _finite_matrix(design, 1)
     low, high = (0.0, 1.0) if b is None else (b[:, 0], b[:, 1])
     outside = np.argwhere((a < low) | (a > high))
     if outside.size:

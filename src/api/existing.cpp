@@ -109,22 +109,7 @@ Result improve(const std::vector<int>& startLevels, int n, int m, const Options&
     plan.start = levelsFrom(startLevels, n, m);
     const engine::MultistartOutcome outcome = engine::runMultistart(plan);
 
-    Result result;
-    result.points = n;
-    result.variables = m;
-    result.iterations = outcome.iterations;
-    result.restarts = outcome.restarts;
-    result.stopReason = api::stopReasonOf(outcome);
-    result.levels = rowMajor(outcome.levels);
-    result.phip = phip(result.levels, n, m, options.metric, options.p);
-    engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));
-    result.design.resize(result.levels.size());
-    for (std::size_t k = 0; k < result.levels.size(); ++k) {
-        result.design[k] = api::place(result.levels[k], n, options.placement, jitter);
-    }
-    api::smallestDistances(result.levels, n, m, result);
-    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    return result;
+    return api::finishedResult(rowMajor(outcome.levels), n, m, options, outcome, started);
 }
 
 AugmentResult augment(const std::vector<double>& values, int n, int m, int k, const Options& options,

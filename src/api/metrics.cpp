@@ -161,6 +161,23 @@ double centredL2Discrepancy(const std::vector<int>& levels, int n, int m) {
 
 } // namespace
 
+namespace api {
+
+PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p) {
+    OrderedPowerSum sum(-(p / exponent), largestDistance(levels, exponent, m));
+    PairSummary summary;
+    summary.minCityBlock = summary.minSquared = std::numeric_limits<std::int64_t>::max();
+    forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
+        sum.add(exponent == 1 ? cityBlock : squared);
+        summary.minCityBlock = std::min(summary.minCityBlock, cityBlock);
+        summary.minSquared = std::min(summary.minSquared, squared);
+    });
+    summary.phip = std::pow(sum.sum(), 1.0 / p);
+    return summary;
+}
+
+} // namespace api
+
 std::vector<int> ranks(const double* values, int n, int m) {
     checkShape(n, m);
     const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
@@ -193,12 +210,7 @@ double phip(const std::vector<int>& levels, int n, int m, Metric metric, double 
     checkShape(n, m);
     checkExponent(p);
     checkLevels(levels, n, m);
-    const int exponent = metric == Metric::Euclidean ? 2 : 1;
-    api::OrderedPowerSum sum(-(p / exponent), largestDistance(levels, exponent, m));
-    api::forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
-        sum.add(exponent == 1 ? cityBlock : squared);
-    });
-    return std::pow(sum.sum(), 1.0 / p);
+    return api::summarisePairs(levels, n, m, metric == Metric::Euclidean ? 2 : 1, p).phip;
 }
 
 Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {

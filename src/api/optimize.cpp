@@ -45,13 +45,6 @@ Result optimize(int n, int m, const Options& options) {
     const engine::MultistartPlan plan = api::planFor(n, m, n, options, started);
     engine::MultistartOutcome outcome = engine::runMultistart(plan);
 
-    Result result;
-    result.points = n;
-    result.variables = m;
-    result.iterations = outcome.iterations;
-    result.restarts = outcome.restarts;
-    result.stopReason = api::stopReasonOf(outcome);
-
     // Points in a seeded random order: the search keeps variable 0 in point order, and a
     // reordering of the points changes no distance.
     std::vector<int> order(static_cast<std::size_t>(n));
@@ -61,23 +54,13 @@ Result optimize(int n, int m, const Options& options) {
         const int j = std::min(i, static_cast<int>(rows.next() * (i + 1)));
         std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(j)]);
     }
-    result.levels.resize(static_cast<std::size_t>(n) * m);
+    std::vector<int> levels(static_cast<std::size_t>(n) * m);
     for (int i = 0; i < n; ++i) {
         for (int c = 0; c < m; ++c) {
-            result.levels[static_cast<std::size_t>(i) * m + c] = outcome.levels(order[static_cast<std::size_t>(i)], c);
+            levels[static_cast<std::size_t>(i) * m + c] = outcome.levels(order[static_cast<std::size_t>(i)], c);
         }
     }
-    engine::RandomStream jitter(engine::derivedSeed(options.seed, api::jitterUse));
-    result.design.resize(result.levels.size());
-    for (std::size_t k = 0; k < result.levels.size(); ++k) {
-        result.design[k] = api::place(result.levels[k], n, options.placement, jitter);
-    }
-    // Summed again in the order of the rows handed back, so that phip() of the levels gives
-    // these very bits.
-    result.phip = phip(result.levels, n, m, options.metric, options.p);
-    api::smallestDistances(result.levels, n, m, result);
-    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    return result;
+    return api::finishedResult(std::move(levels), n, m, options, outcome, started);
 }
 
 } // namespace olhs

@@ -69,6 +69,17 @@ private:
     std::int64_t absorbedFrom_;
 };
 
+/// phi_p of integer levels with the smallest distances, from one pass over the pairs.
+struct PairSummary {
+    double phip = 0.0;
+    std::int64_t minCityBlock = 0;
+    std::int64_t minSquared = 0; ///< smallest squared Euclidean distance
+};
+
+/// phi_p of `levels` (n x m, row after row) under the metric (exponent 1 city-block, 2
+/// Euclidean) and p, its terms added in row order, with the smallest distances.
+PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p);
+
 } // namespace api
 } // namespace olhs
 

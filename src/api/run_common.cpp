@@ -83,14 +83,27 @@ StopReason stopReasonOf(const engine::MultistartOutcome& outcome) {
                              : outcome.timedOut ? StopReason::TimeBudget : StopReason::Iterations;
 }
 
-void smallestDistances(const std::vector<int>& levels, int n, int m, Result& r) {
-    std::int64_t cityBlock = std::numeric_limits<std::int64_t>::max(), squared = cityBlock;
-    forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t city, std::int64_t square) {
-        cityBlock = std::min(cityBlock, city);
-        squared = std::min(squared, square);
-    });
-    r.minCityBlock = static_cast<double>(cityBlock);
-    r.minEuclidean = std::sqrt(static_cast<double>(squared));
+Result finishedResult(std::vector<int> levels, int n, int m, const Options& options,
+                      const engine::MultistartOutcome& outcome, Clock::time_point started) {
+    Result result;
+    result.points = n;
+    result.variables = m;
+    result.iterations = outcome.iterations;
+    result.restarts = outcome.restarts;
+    result.stopReason = stopReasonOf(outcome);
+    result.levels = std::move(levels);
+    engine::RandomStream jitter(engine::derivedSeed(options.seed, jitterUse));
+    result.design.resize(result.levels.size());
+    for (std::size_t k = 0; k < result.levels.size(); ++k) {
+        result.design[k] = place(result.levels[k], n, options.placement, jitter);
+    }
+    const PairSummary pairs =
+        summarisePairs(result.levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p);
+    result.phip = pairs.phip;
+    result.minCityBlock = static_cast<double>(pairs.minCityBlock);
+    result.minEuclidean = std::sqrt(static_cast<double>(pairs.minSquared));
+    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
+    return result;
 }
 
 double place(int level, int n, Placement placement, engine::RandomStream& jitter) {

@@ -45,12 +45,14 @@ engine::MultistartPlan planFor(int n, int m, int freePoints, const Options& opti
 /// Why a run stopped.
 StopReason stopReasonOf(const engine::MultistartOutcome& outcome);
 
-/// The smallest city-block and Euclidean distances between the points of the levels
-/// (n x m, row after row) into the result.
-void smallestDistances(const std::vector<int>& levels, int n, int m, Result& result);
-
 /// Where level `level` of n lands in [0, 1] under the placement.
 double place(int level, int n, Placement placement, engine::RandomStream& jitter);
+
+/// The result of a run that ended in `outcome` and hands back `levels` (n x m, row after
+/// row): the levels placed in [0, 1], and phi_p summed in the order of these rows, so that
+/// phip() of the levels gives the same bits.
+Result finishedResult(std::vector<int> levels, int n, int m, const Options& options,
+                      const engine::MultistartOutcome& outcome, Clock::time_point started);
 
 } // namespace api
 } // namespace olhs
