@@ -58,21 +58,17 @@ void Report::fprintfReport(std::string title, OptimalLH initial, OptimalLH optim
         }
     }
     stoppingCriteria.fprintfReport(path);
-    {
+    // A blank line, a rule, the title and the rule below it.
+    const auto heading = [&path](const char* title, const char* below) {
         const ReportFile file(path, OpenMode::Append);
         file.write("\n");
         file.write(SEP);
-        file.write("INITIAL LATIN HYPERCUBE\n");
-        file.write(SEP2);
-    }
+        file.write(title);
+        file.write(below);
+    };
+    heading("INITIAL LATIN HYPERCUBE\n", SEP2);
     olhs::detail::writeOptimalDesign(initial, path, 0, OpenMode::Append);
-    {
-        const ReportFile file(path, OpenMode::Append);
-        file.write("\n");
-        file.write(SEP);
-        file.write("OPTIMAL LATIN HYPERCUBE\n");
-        file.write(SEP);
-    }
+    heading("OPTIMAL LATIN HYPERCUBE\n", SEP);
     olhs::detail::writeOptimalDesign(optimal, path, 0, OpenMode::Append);
     {
         const ReportFile file(path, OpenMode::Append);
