@@ -173,7 +173,7 @@ std::string optionOfField(const std::string& field) {
     const std::pair<const char*, const char*> names[] = {
         {"n", "-n"},           {"m", "-m"},   {"restarts", "--restarts"}, {"threads", "--threads"},
         {"iterations", "--iterations"}, {"timeBudget", "--time-budget"}, {"p", "-p"},
-        {"metric", "--metric"}, {"placement", "--placement"}};
+        {"metric", "--metric"}, {"criterion", "--criterion"}, {"placement", "--placement"}};
     for (const auto& [library, command] : names) {
         if (field == library) {
             return command;
@@ -191,6 +191,7 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
     settings.iterations = s.iterations;
     settings.timeBudget = s.timeBudget;
     settings.metric = s.metric;
+    settings.criterion = s.criterion;
     settings.p = s.p;
     settings.placement = s.placement;
     settings.progress = progress;
@@ -215,7 +216,11 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
         result.lastPlace = (options.n - 0.5) / options.n;
     }
     result.optimised = OptimiserOutcome{run.phip, run.iterations, run.restarts, olhs::toString(run.stopReason),
-                                        run.seconds};
+                                        run.seconds, std::nullopt, 0};
+    if (s.criterion == olhs::Criterion::Maximin) {
+        result.optimised->smallest = s.metric == olhs::Metric::Euclidean ? run.minEuclidean : run.minCityBlock;
+        result.optimised->pairsAtSmallest = run.pairsAtSmallest;
+    }
     return result;
 }
 

@@ -25,8 +25,12 @@ struct OptimiserOutcome {
     double phip = 0.0;
     long iterations = 0;
     int restarts = 0;
-    std::string stopReason; ///< "iterations", "time budget" or "cancelled"
+    std::string stopReason; ///< "iterations", "time budget", "cancelled" or "proven optimal"
     double seconds = 0.0;
+    /// Under the maximin criterion: the smallest distance (by the metric, on the levels)
+    /// and the pairs at it, which the summary leads with.
+    std::optional<double> smallest;
+    long pairsAtSmallest = 0;
 };
 
 /// n points in m variables, point-major: element i*m + j is variable j of point i.

@@ -145,6 +145,7 @@ Json settings(const Options& options) {
         result["iterations"] = s.iterations;
         result["time_budget"] = s.timeBudget > 0.0 ? Json(s.timeBudget) : Json(nullptr);
         result["metric"] = metricName(s.metric);
+        result["criterion"] = s.criterion == olhs::Criterion::Maximin ? "maximin" : "phip";
         result["p"] = s.p;
         result["placement"] = placementName(s.placement);
         result["threads"] = s.threads;
@@ -156,8 +157,13 @@ Json settings(const Options& options) {
 Json outcome(const Design& design, double phiP) {
     if (design.optimised) {
         const OptimiserOutcome& o = *design.optimised;
-        return {{"phi_p", o.phip}, {"stop_reason", o.stopReason}, {"iterations", o.iterations},
-                {"restarts", o.restarts}};
+        Json result = {{"phi_p", o.phip}, {"stop_reason", o.stopReason}, {"iterations", o.iterations},
+                       {"restarts", o.restarts}};
+        if (o.smallest) {
+            result["smallest_distance"] = *o.smallest;
+            result["pairs_at_smallest"] = o.pairsAtSmallest;
+        }
+        return result;
     }
     if (design.stop) {
         return {{"phi_p", phiP}, {"stop_reason", design.stop->reason}, {"iterations", design.stop->iterations},

@@ -40,6 +40,7 @@ struct RawOptions {
     std::string iterations;
     std::string timeBudget;
     std::string metric;
+    std::string criterion;
     std::string p;
     std::string placement;
     std::string bounds;
@@ -70,6 +71,7 @@ struct Declared {
     CLI::Option* iterations;
     CLI::Option* timeBudget;
     CLI::Option* metric;
+    CLI::Option* criterion;
     CLI::Option* p;
     CLI::Option* placement;
     CLI::Option* bounds;
@@ -141,6 +143,11 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                               wrapped("Distance between points in the optimiser's phi_p: cityblock or "
                                       "euclidean. Default cityblock."))
                    ->type_name("METRIC");
+    d.criterion = app.add_option("--criterion", raw.criterion,
+                                 wrapped("What makes a design better: phip, the smaller phi_p; or maximin, the "
+                                         "larger smallest distance between two points (by --metric), then fewer "
+                                         "pairs at it, then the smaller phi_p. Default phip."))
+                      ->type_name("CRITERION");
     d.p = app.add_option("-p", raw.p, wrapped("Exponent of the optimiser's phi_p, 1 to 200. Default 50."))
               ->type_name("P");
     d.placement = app.add_option("--placement", raw.placement,
@@ -322,7 +329,8 @@ int asInt(long long value) { return static_cast<int>(value); }
 void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
     const std::pair<const CLI::Option*, const char*> optimiserOptions[] = {
         {d.threads, "--threads"}, {d.restarts, "--restarts"}, {d.iterations, "--iterations"},
-        {d.timeBudget, "--time-budget"}, {d.metric, "--metric"}, {d.p, "-p"}, {d.placement, "--placement"}};
+        {d.timeBudget, "--time-budget"}, {d.metric, "--metric"}, {d.criterion, "--criterion"}, {d.p, "-p"},
+        {d.placement, "--placement"}};
     for (const auto& [option, name] : optimiserOptions) {
         if (given(option) && o.method != Method::Optimiser) {
             throw UsageError(name, std::string("applies to the optimiser and cannot be combined with ") +
@@ -346,9 +354,16 @@ void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
         s.timeBudget = budget;
         s.iterations = 0;
     }
-    if (!given(d.timeBudget)) {
-        s.iterations = olhs::automaticIterations(o.n); // recorded in JSON as the value it is
+    if (given(d.criterion)) {
+        if (raw.criterion == "phip") {
+            s.criterion = olhs::Criterion::Phip;
+        } else if (raw.criterion == "maximin") {
+            s.criterion = olhs::Criterion::Maximin;
+        } else {
+            throw UsageError("--criterion", "expected phip or maximin, got '" + raw.criterion + "'");
+        }
     }
+
     if (given(d.iterations)) {
         s.iterations = static_cast<long>(parseInteger("--iterations", raw.iterations, 0, LONG_MAX));
         if (s.iterations == 0 && !given(d.timeBudget)) {
@@ -366,6 +381,12 @@ void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
     }
     if (given(d.p)) {
         s.p = parseReal("-p", raw.p, 1.0, 200.0);
+    }
+    if (!given(d.timeBudget) && !given(d.iterations)) {
+        olhs::Options library;
+        library.metric = s.metric;
+        library.criterion = s.criterion;
+        s.iterations = olhs::automaticIterations(o.n, o.m, library); // recorded in JSON as the value it is
     }
     if (given(d.placement)) {
         if (raw.placement == "centered") {

@@ -36,6 +36,7 @@ struct OptimiserSettings {
     long iterations = 0; // automatic: the library chooses from n
     double timeBudget = 0.0; ///< seconds; 0: none
     olhs::Metric metric = olhs::Metric::CityBlock;
+    olhs::Criterion criterion = olhs::Criterion::Phip;
     double p = 50.0;
     olhs::Placement placement = olhs::Placement::Centered;
 };

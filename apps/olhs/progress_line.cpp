@@ -55,7 +55,12 @@ void ProgressLine::clear() {
 std::string summaryLine(const OptimiserOutcome& outcome) {
     char seconds[64];
     std::snprintf(seconds, sizeof seconds, "%.2f", outcome.seconds);
-    return "olhs: best phi_p " + shortestText(outcome.phip) + " from " + std::to_string(outcome.restarts) +
+    const std::string best =
+        outcome.smallest ? "best smallest distance " + shortestText(*outcome.smallest) + " (" +
+                               std::to_string(outcome.pairsAtSmallest) +
+                               (outcome.pairsAtSmallest == 1 ? " pair), phi_p " : " pairs), phi_p ")
+                         : "best phi_p ";
+    return "olhs: " + best + shortestText(outcome.phip) + " from " + std::to_string(outcome.restarts) +
            (outcome.restarts == 1 ? " restart, " : " restarts, ") + std::to_string(outcome.iterations) +
            " iterations in " + seconds + " s; stopped by: " + outcome.stopReason;
 }

@@ -16,6 +16,12 @@ namespace olhs {
 /// Distance between points in the phi_p criterion.
 enum class Metric { CityBlock, Euclidean };
 
+/// What makes one design better than another.
+enum class Criterion {
+    Phip,   ///< the smaller phi_p of the distances (exponent Options::p), the default
+    Maximin ///< the larger smallest distance, then fewer pairs at it, then the smaller phi_p
+};
+
 /// Where level k of n lands in [0, 1].
 enum class Placement {
     Centered, ///< (k - 0.5) / n, the middle of its cell
@@ -27,7 +33,8 @@ enum class Placement {
 enum class StopReason {
     Iterations, ///< every restart ran its iterations
     TimeBudget, ///< the time budget ran out
-    Cancelled   ///< the progress callback returned false
+    Cancelled,  ///< the progress callback returned false
+    Optimal     ///< the smallest distance reached a proven bound: no Latin design does better
 };
 
 /// What the progress callback is told, after each outer iteration of a restart.
@@ -50,6 +57,7 @@ struct Options {
     long iterations = 0;
     double timeBudget = 0.0;         ///< seconds for the whole run (steady clock); 0: none
     Metric metric = Metric::CityBlock;
+    Criterion criterion = Criterion::Phip;
     double p = 50.0;                 ///< exponent of phi_p
     Placement placement = Placement::Centered;
     /// Called from the worker threads, one call at a time; returning false cancels.
@@ -65,6 +73,7 @@ struct Result {
     double phip = 0.0;              ///< phi_p of the levels under the chosen metric and p
     double minCityBlock = 0.0;      ///< smallest city-block distance between two points (levels)
     double minEuclidean = 0.0;      ///< smallest Euclidean distance between two points (levels)
+    long pairsAtSmallest = 0;       ///< pairs at the smallest distance of the chosen metric
     long iterations = 0;            ///< outer iterations run, over all restarts
     int restarts = 0;               ///< restarts that ran
     StopReason stopReason = StopReason::Iterations;
@@ -81,7 +90,13 @@ OLHS_API Result optimize(int n, int m, const Options& options = Options());
 /// budget, for designs of n points.
 OLHS_API long automaticIterations(int n);
 
-/// Name of a stop reason, for messages: "iterations", "time budget", "cancelled".
+/// The iterations per restart that Options::iterations = 0 means without a time budget for
+/// designs of n points in m variables under the options' criterion and metric (anneals,
+/// where the search anneals).
+OLHS_API long automaticIterations(int n, int m, const Options& options);
+
+/// Name of a stop reason, for messages: "iterations", "time budget", "cancelled",
+/// "proven optimal".
 OLHS_API std::string toString(StopReason reason);
 
 } // namespace olhs

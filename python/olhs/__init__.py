@@ -31,6 +31,7 @@ CLASSIC_DEFAULT_SEED = int(_olhs.CLASSIC_DEFAULT_SEED)
 _INT_MAX = 2**31 - 1
 _SEED_MAX = 2**64 - 1
 _METRICS = ("cityblock", "euclidean")
+_CRITERIA = ("phip", "maximin")
 _PLACEMENTS = ("centered", "grid", "jittered")
 _ADDED_MAX = 999999
 
@@ -133,13 +134,12 @@ def _progress(progress):
 
 def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
                 time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, placement="centered", bounds=None,
-                progress=None):
+                progress=None, criterion="phip"):
     """An optimal Latin hypercube of n points in d variables.
 
-    Runs the library's optimiser: ``restarts`` independent enhanced stochastic
-    evolutionary searches, on ``threads`` threads, each minimising phi_p; the best design
-    wins. Every column is a permutation of the n levels, placed in [0, 1] and then scaled
-    into ``bounds``.
+    Runs the library's optimiser: ``restarts`` independent searches on ``threads``
+    threads; the best design by ``criterion`` wins. Every column is a permutation of the
+    n levels, placed in [0, 1] and then scaled into ``bounds``.
 
     Parameters
     ----------
@@ -158,14 +158,18 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     threads : int
         Threads of the search; 0 (default) uses all cores.
     iterations : int, optional
-        Outer iterations per restart, at least 1. None chooses them from n (400 up to
-        150 points, then 60000 / n, at least 50), or runs until ``time_budget`` if given.
+        Outer iterations per restart (anneals where the search anneals: the maximin
+        criterion, and Euclidean phi_p with an even p up to n^2 d = 4e5), at least 1.
+        None chooses them from n and d, or runs until ``time_budget`` if given.
     time_budget : float, optional
         Seconds for the whole search, in (0, 1e9]; the design then depends on timing.
     metric : {"cityblock", "euclidean"}
         Distance between points in phi_p.
     p : float
         Exponent of phi_p, in [1, 200].
+    criterion : {"phip", "maximin"}
+        What makes a design better: the smaller phi_p; or the larger smallest distance
+        between two points (by ``metric``), then fewer pairs at it, then the smaller phi_p.
     placement : {"centered", "grid", "jittered"}
         Where level k of n lands in [0, 1]: (k - 0.5) / n, (k - 1) / (n - 1), or
         uniformly inside its cell (seeded).
@@ -207,8 +211,9 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     d = _variables(d)
     seed = _seed(seed, DEFAULT_SEED)
     settings = _settings(restarts, threads, iterations, time_budget, metric, p, placement)
+    criterion = _choice("criterion", criterion, _CRITERIA)
     b = _bounds(bounds, d)
-    result = _olhs.optimize(n, d, seed, *settings, _progress(progress))
+    result = _olhs.optimize(n, d, seed, *settings, criterion, _progress(progress))
     return _scaled(result["design"], b)
 
 

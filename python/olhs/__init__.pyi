@@ -10,6 +10,7 @@ DEFAULT_SEED: int
 CLASSIC_DEFAULT_SEED: int
 
 Metric = Literal["cityblock", "euclidean"]
+Criterion = Literal["phip", "maximin"]
 Placement = Literal["centered", "grid", "jittered"]
 
 class Progress:
@@ -37,6 +38,7 @@ def optimal_lhs(
     placement: Placement = "centered",
     bounds: Optional[npt.ArrayLike] = None,
     progress: Optional[Callable[[Progress], Optional[bool]]] = None,
+    criterion: Criterion = "phip",
 ) -> npt.NDArray[np.float64]:
     """An optimal Latin hypercube of n points in d variables, shape (n, d).
 

@@ -45,6 +45,12 @@ olhs::Metric metricOf(const std::string& name) {
     throw py::value_error("metric: must be 'cityblock' or 'euclidean' (got '" + name + "')");
 }
 
+olhs::Criterion criterionOf(const std::string& name) {
+    if (name == "phip") return olhs::Criterion::Phip;
+    if (name == "maximin") return olhs::Criterion::Maximin;
+    throw py::value_error("criterion: must be 'phip' or 'maximin' (got '" + name + "')");
+}
+
 olhs::Placement placementOf(const std::string& name) {
     if (name == "centered") return olhs::Placement::Centered;
     if (name == "grid") return olhs::Placement::Grid;
@@ -164,8 +170,10 @@ void putRun(py::dict& out, double phip, long iterations, int restarts, olhs::Sto
 }
 
 py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
-                  const std::string& metric, double p, const std::string& placement, const py::object& progress) {
+                  const std::string& metric, double p, const std::string& placement, const std::string& criterion,
+                  const py::object& progress) {
     olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, placement);
+    options.criterion = criterionOf(criterion);
     const olhs::Result result =
         watched(options, progress, [n, m](const olhs::Options& o) { return olhs::optimize(n, m, o); });
 
@@ -174,6 +182,7 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     out["levels"] = matrixOf(result.levels, n, m);
     out["min_city_block"] = result.minCityBlock;
     out["min_euclidean"] = result.minEuclidean;
+    out["pairs_at_smallest"] = result.pairsAtSmallest;
     putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
     return out;
 }
@@ -351,7 +360,7 @@ PYBIND11_MODULE(_olhs, module) {
 
     module.def("optimize", &optimize, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("restarts"),
                py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
-               py::arg("placement"), py::arg("progress").none(true),
+               py::arg("placement"), py::arg("criterion"), py::arg("progress").none(true),
                "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
     module.def("improve", &improve, py::arg("design"), py::arg("seed"), py::arg("restarts"), py::arg("threads"),
                py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),

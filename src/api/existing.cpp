@@ -125,6 +125,8 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     api::checkOptions(N, m, options);
     if (options.placement == Placement::Grid)
         refuse("placement", "grid puts levels on the edges of their strata; use centered or jittered", "grid");
+    if (options.criterion == Criterion::Maximin)
+        refuse("criterion", "augment minimises phi_p with the original points held still; use phip", "maximin");
     const std::size_t cells = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
     if (values.size() != cells)
         refuse("values", "must hold n m = " + std::to_string(cells) + " values", std::to_string(values.size()));
@@ -177,6 +179,10 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     }
 
     engine::MultistartPlan plan = api::planFor(N, m, k, options, started);
+    // The annealer moves every point; points held still need the evolutionary search,
+    // with its iterations.
+    if (plan.anneal && options.iterations == 0 && options.timeBudget == 0.0) plan.iterations = automaticIterations(N);
+    plan.anneal = false;
     plan.start = std::move(start);
     plan.fixedRows = n;
     const engine::MultistartOutcome outcome = engine::runMultistart(plan);

@@ -169,8 +169,10 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
     summary.minCityBlock = summary.minSquared = std::numeric_limits<std::int64_t>::max();
     forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
         sum.add(exponent == 1 ? cityBlock : squared);
-        summary.minCityBlock = std::min(summary.minCityBlock, cityBlock);
-        summary.minSquared = std::min(summary.minSquared, squared);
+        if (cityBlock < summary.minCityBlock) summary.minCityBlock = cityBlock, summary.atMinCityBlock = 0;
+        summary.atMinCityBlock += cityBlock == summary.minCityBlock;
+        if (squared < summary.minSquared) summary.minSquared = squared, summary.atMinSquared = 0;
+        summary.atMinSquared += squared == summary.minSquared;
     });
     summary.phip = std::pow(sum.sum(), 1.0 / p);
     return summary;

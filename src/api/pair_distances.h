@@ -74,6 +74,8 @@ struct PairSummary {
     double phip = 0.0;
     std::int64_t minCityBlock = 0;
     std::int64_t minSquared = 0; ///< smallest squared Euclidean distance
+    std::int64_t atMinCityBlock = 0; ///< pairs at the smallest city-block distance
+    std::int64_t atMinSquared = 0;   ///< pairs at the smallest squared Euclidean distance
 };
 
 /// phi_p of `levels` (n x m, row after row) under the metric (exponent 1 city-block, 2

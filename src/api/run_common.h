@@ -34,6 +34,10 @@ constexpr int minimumInnerIterations = 10;
 /// A number for messages.
 std::string text(double value);
 
+/// Whether the options' search is the annealer (the maximin criterion; phi_p of Euclidean
+/// distances with a whole p / 2) rather than the evolutionary search.
+bool annealsFor(int n, int m, const Options& options);
+
 /// Refuses sizes and options out of range, naming the field.
 void checkOptions(int n, int m, const Options& options);
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/construction.h"
 #include "engine/ese.h"
 #include "engine/fast_phip.h"
 #include "engine/power_table.h"
@@ -42,9 +43,76 @@ struct Shared {
 struct RestartResult {
     Levels levels;
     double phip = 0.0;
+    Smallest smallest;
     long iterations = 0;
     bool ran = false;
+    bool optimal = false;
 };
+
+
+// Records the restart's progress and asks the callback whether to go on; false to stop.
+bool report(const MultistartPlan& plan, int restart, long iterations, double best, Shared& shared) {
+    const std::lock_guard<std::mutex> lock(shared.reporting);
+    if (!shared.anyBest || best < shared.bestSoFar) {
+        shared.bestSoFar = best;
+        shared.anyBest = true;
+    }
+    // No call once the run is cancelled or out of time, even from a restart that waited
+    // for the lock meanwhile.
+    if (plan.onIteration && !shared.stop.load() && !plan.onIteration(restart, iterations, shared.bestSoFar)) {
+        shared.cancelled = true;
+        shared.stop = true;
+    }
+    return !shared.stop.load();
+}
+
+template <class Dist, int Exponent>
+RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
+                            Shared& shared) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point began = Clock::now();
+    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
+    Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
+    const long shortest = 400L * plan.points * plan.variables;
+    const long standard = defaultAnnealProposals(plan.points, plan.variables);
+    const bool fitted = plan.proposalsPerAnneal == 0 && plan.deadline != Clock::time_point::max();
+    AnnealSettings settings;
+    settings.exponent = Exponent;
+    settings.q = plan.annealPower;
+    settings.maximin = plan.maximin;
+    settings.proposalsPerAnneal = plan.proposalsPerAnneal > 0 ? plan.proposalsPerAnneal
+                                  : fitted                    ? shortest
+                                                              : standard;
+    settings.bound = plan.bound;
+    Annealer annealer(settings, std::move(start), stream);
+    RestartResult result;
+    result.ran = true;
+    bool finished = false;
+    while (!finished && annealer.anneals() < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
+        if (Clock::now() >= plan.deadline) {
+            shared.timedOut = true;
+            shared.stop = true;
+            break;
+        }
+        finished = !annealer.stage();
+        if (fitted && annealer.anneals() == 1 && !annealer.midAnneal()) {
+            // The first anneal measured this machine's pace: about four anneals fill the
+            // rest of the time, within 400 and 4000 proposals per level of the design.
+            const double spent = std::chrono::duration<double>(Clock::now() - began).count();
+            const double left = std::chrono::duration<double>(plan.deadline - Clock::now()).count();
+            const double pace = static_cast<double>(annealer.proposals()) / std::max(spent, 1e-6);
+            const double wanted = std::min(pace * left / 4.0, 10.0 * shortest);
+            annealer.setProposalsPerAnneal(std::max(shortest, static_cast<long>(wanted)));
+        }
+        if (!report(plan, restart, annealer.anneals(), annealer.bestPhipEstimate(), shared)) break;
+    }
+    result.levels = annealer.best();
+    result.iterations = annealer.anneals();
+    result.smallest = annealer.bestSmallest();
+    result.optimal = finished;
+    result.phip = FastPhip<Dist, Exponent>(result.levels, table, 0).phip();
+    return result;
+}
 
 template <class Dist, int Exponent>
 RestartResult runRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
@@ -71,23 +139,22 @@ RestartResult runRestart(const MultistartPlan& plan, int restart, const std::sha
             break;
         }
         ++result.iterations;
-        const std::lock_guard<std::mutex> lock(shared.reporting);
-        const double best = search.state().bestPhip();
-        if (!shared.anyBest || best < shared.bestSoFar) {
-            shared.bestSoFar = best;
-            shared.anyBest = true;
-        }
-        // No call once the run is cancelled or out of time, even from a restart that
-        // waited for the lock meanwhile.
-        if (plan.onIteration && !shared.stop.load() &&
-            !plan.onIteration(restart, result.iterations, shared.bestSoFar)) {
-            shared.cancelled = true;
-            shared.stop = true;
-        }
+        report(plan, restart, result.iterations, search.state().bestPhip(), shared);
     }
     result.levels = search.state().bestLevels();
     result.phip = search.state().bestPhip();
     return result;
+}
+
+template <class Dist, int Exponent>
+RestartResult restartOf(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
+                        Shared& shared) {
+    return plan.anneal ? annealRestart<Dist, Exponent>(plan, restart, table, shared)
+                       : runRestart<Dist, Exponent>(plan, restart, table, shared);
+}
+
+bool beats(const MultistartPlan& plan, const RestartResult& a, const RestartResult& b) {
+    return betterDesign(plan.maximin, a.smallest, a.phip, b.smallest, b.phip);
 }
 
 template <class Dist, int Exponent>
@@ -101,10 +168,11 @@ MultistartOutcome runAlone(const MultistartPlan& plan, int restart) {
     alone.deadline = std::chrono::steady_clock::time_point::max();
     alone.onIteration = nullptr;
     Shared shared;
-    RestartResult result = runRestart<Dist, Exponent>(alone, restart, tableFor<Dist, Exponent>(plan), shared);
+    RestartResult result = restartOf<Dist, Exponent>(alone, restart, tableFor<Dist, Exponent>(plan), shared);
     MultistartOutcome outcome;
     outcome.levels = std::move(result.levels);
     outcome.phip = result.phip;
+    outcome.smallest = result.smallest;
     outcome.iterations = result.iterations;
     outcome.restarts = 1;
     return outcome;
@@ -125,7 +193,7 @@ MultistartOutcome runWith(const MultistartPlan& plan) {
                 return;
             }
             try {
-                results[static_cast<std::size_t>(restart)] = runRestart<Dist, Exponent>(plan, restart, table, shared);
+                results[static_cast<std::size_t>(restart)] = restartOf<Dist, Exponent>(plan, restart, table, shared);
             } catch (...) {
                 const std::lock_guard<std::mutex> lock(failing);
                 failure = std::current_exception();
@@ -155,18 +223,24 @@ MultistartOutcome runWith(const MultistartPlan& plan) {
         }
         ++outcome.restarts;
         outcome.iterations += result.iterations;
-        if (best < 0 || result.phip < results[static_cast<std::size_t>(best)].phip) {
+        if (best < 0 || beats(plan, result, results[static_cast<std::size_t>(best)])) {
             best = r;
         }
     }
     outcome.levels = std::move(results[static_cast<std::size_t>(best)].levels);
     outcome.phip = results[static_cast<std::size_t>(best)].phip;
+    outcome.smallest = results[static_cast<std::size_t>(best)].smallest;
+    outcome.optimal = results[static_cast<std::size_t>(best)].optimal;
     outcome.timedOut = shared.timedOut;
     outcome.cancelled = shared.cancelled;
     return outcome;
 }
 
 } // namespace
+
+long defaultAnnealProposals(int n, int m) {
+    return std::max(1L, std::min(1000L * n * m, 400000000L / std::max(n, 1)));
+}
 
 std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use) { return splitmix64(splitmix64(seed) ^ use); }
 
@@ -202,6 +276,17 @@ MultistartOutcome runMultistart(const MultistartPlan& plan) {
         }
         outcome.restarts = 1;
         return outcome;
+    }
+    if (plan.maximin && plan.exponent == 1 && plan.start.points() == 0) {
+        // Where a construction is proven optimal, no search can do better.
+        Levels built = provenOptimalCityBlock(plan.points, plan.variables);
+        if (built.points() > 0) {
+            MultistartOutcome outcome;
+            outcome.smallest = smallestOf(built, 1);
+            outcome.levels = std::move(built);
+            outcome.optimal = true;
+            return outcome;
+        }
     }
     if (plan.exponent == 2) {
         return runWith<std::uint32_t, 2>(plan);

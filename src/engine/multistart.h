@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "engine/anneal.h"
 #include "engine/levels.h"
 #include "engine/random_stream.h"
 
@@ -19,6 +20,20 @@ std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use);
 /// it, and the point order is shuffled afterwards), the others are uniform permutations
 /// (n - 1 draws each).
 Levels randomLatin(int n, int m, RandomStream& stream);
+
+/// Proposals per anneal when a run has neither a length nor a deadline: 1000 per level of
+/// the design, fewer for large designs so that an anneal stays near 4e8 lane operations.
+long defaultAnnealProposals(int n, int m);
+
+/// Whether design a beats design b: by phi_p, or under the maximin criterion by the
+/// smallest distance (larger), the pairs at it (fewer), then phi_p. Equals do not beat.
+inline bool betterDesign(bool maximin, const Smallest& a, double phipA, const Smallest& b, double phipB) {
+    if (maximin) {
+        if (better(a, b)) return true;
+        if (better(b, a)) return false;
+    }
+    return phipA < phipB;
+}
 
 /// What a multistart run is asked to do.
 struct MultistartPlan {
@@ -39,6 +54,18 @@ struct MultistartPlan {
     /// The turn of columns runs on across outer iterations (see Search), so that designs
     /// with more columns than inner iterations move them all.
     bool continuingColumns = false;
+    /// Anneal instead of the evolutionary search; `iterations` then counts anneals.
+    bool anneal = false;
+    /// Best design by the smallest distance, then the pairs at it, then phi_p (else by
+    /// phi_p).
+    bool maximin = false;
+    /// The power of the annealer's weights on the integer measure: p / exponent for
+    /// phi_p, a whole number.
+    int annealPower = 25;
+    /// Proposals per anneal; 0: fitted to the deadline where there is one.
+    long proposalsPerAnneal = 0;
+    /// A smallest distance no design can exceed (0: none); a restart that reaches it stops.
+    std::int64_t bound = 0;
     /// When to stop whatever the iterations; time_point::max(): never.
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
     /// After each outer iteration (restart, its iterations, best phi_p of all so far);
@@ -50,10 +77,12 @@ struct MultistartPlan {
 struct MultistartOutcome {
     Levels levels;
     double phip = 0.0;    ///< of the pairs not both fixed
+    Smallest smallest;    ///< its smallest distance and the pairs at it (annealing only)
     long iterations = 0;  ///< over all restarts
     int restarts = 0;     ///< restarts that ran
     bool timedOut = false;
     bool cancelled = false;
+    bool optimal = false; ///< its smallest distance is the plan's bound
 };
 
 /// Runs the restarts on up to `threads` threads, each restart on its own stream derived

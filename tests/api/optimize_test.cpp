@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <utility>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -104,21 +106,69 @@ TEST(Optimize, IterationsDefaultToFewerForLargerDesigns) {
     EXPECT_GE(olhs::automaticIterations(1000000), 50);
 }
 
-TEST(Optimize, SameBitsWhateverTheNumberOfThreads) {
-    Options o = quick(7);
+// The evolutionary search (city-block phi_p) and the annealer (maximin, Euclidean phi_p).
+class SearchTest : public testing::TestWithParam<std::pair<olhs::Criterion, olhs::Metric>> {
+protected:
+    Options options(std::uint64_t seed) const {
+        Options o = quick(seed);
+        o.criterion = GetParam().first;
+        o.metric = GetParam().second;
+        if (olhs::automaticIterations(40, 4, o) != olhs::automaticIterations(40)) o.iterations = 2; // anneals
+        return o;
+    }
+};
+
+TEST_P(SearchTest, SameBitsWhateverTheNumberOfThreads) {
+    Options o = options(7);
     o.restarts = 5;
     o.threads = 1;
     const Result one = olhs::optimize(40, 4, o);
+    EXPECT_TRUE(isLatin(one));
     for (int threads : {2, 8}) {
         o.threads = threads;
         const Result many = olhs::optimize(40, 4, o);
         EXPECT_EQ(one.levels, many.levels) << threads << " threads";
         EXPECT_TRUE(sameBits(one.phip, many.phip)) << threads << " threads";
         EXPECT_EQ(many.restarts, 5);
-        EXPECT_EQ(many.iterations, 5 * 20);
+        EXPECT_EQ(many.iterations, 5 * o.iterations);
         EXPECT_EQ(many.stopReason, olhs::StopReason::Iterations);
     }
-    EXPECT_NE(olhs::optimize(40, 4, quick(8)).levels, one.levels); // another seed, another design
+    EXPECT_NE(olhs::optimize(40, 4, options(8)).levels, one.levels); // another seed, another design
+}
+
+// The bits of each search, so that a change of seeding, defaults or moves shows.
+TEST_P(SearchTest, PinnedBits) {
+    std::uint64_t hash = 14695981039346656037ull;
+    for (int level : olhs::optimize(12, 3, options(3)).levels) hash = (hash ^ static_cast<std::uint64_t>(level)) * 1099511628211ull;
+    const std::map<std::pair<olhs::Criterion, olhs::Metric>, std::uint64_t> expected = {
+        {{olhs::Criterion::Phip, olhs::Metric::CityBlock}, 6779052134245973165u},
+        {{olhs::Criterion::Phip, olhs::Metric::Euclidean}, 91596428360633723u},
+        {{olhs::Criterion::Maximin, olhs::Metric::Euclidean}, 91596428360633723u}, // the same design at this size
+        {{olhs::Criterion::Maximin, olhs::Metric::CityBlock}, 2868468678491651279u}};
+    EXPECT_EQ(hash, expected.at(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Searches, SearchTest,
+                         testing::Values(std::make_pair(olhs::Criterion::Phip, olhs::Metric::CityBlock),
+                                         std::make_pair(olhs::Criterion::Phip, olhs::Metric::Euclidean),
+                                         std::make_pair(olhs::Criterion::Maximin, olhs::Metric::Euclidean),
+                                         std::make_pair(olhs::Criterion::Maximin, olhs::Metric::CityBlock)));
+
+TEST(Optimize, MaximinStopsAtAProvenBound) {
+    Options o;
+    o.criterion = olhs::Criterion::Maximin;
+    // 2n + 1 prime: a construction every pair of which is n (n + 1) / 3 apart.
+    const Result built = olhs::optimize(9, 9, o);
+    EXPECT_TRUE(isLatin(built));
+    EXPECT_EQ(built.minCityBlock, 30.0);
+    EXPECT_EQ(built.pairsAtSmallest, 36);
+    EXPECT_EQ(built.stopReason, olhs::StopReason::Optimal);
+    EXPECT_EQ(olhs::toString(built.stopReason), "proven optimal");
+    // 7 x 4 reaches floor(4 (7 + 1) / 3) = 10 by search, and stops there.
+    o.timeBudget = 60.0;
+    const Result searched = olhs::optimize(7, 4, o);
+    EXPECT_EQ(searched.minCityBlock, 10.0);
+    EXPECT_EQ(searched.stopReason, olhs::StopReason::Optimal);
 }
 
 TEST(Optimize, BestRestartWinsTiesGoToTheFirst) {

@@ -172,7 +172,7 @@ class Formats(CommandTest):
                          {"n": 12, "m": 3, "seed": 20261123, "default_seed": True, "scale": "unit",
                           "bounds": None, "variables": ["x1", "x2", "x3"]})
         self.assertEqual(doc["settings"], {"optimised": True, "classic": False, "restarts": 2, "iterations": 400,
-                                           "time_budget": None, "metric": "cityblock", "p": 50,
+                                           "time_budget": None, "metric": "cityblock", "criterion": "phip", "p": 50,
                                            "placement": "centered", "threads": 0})
         self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 800,
                                          "restarts": 2})
@@ -427,22 +427,24 @@ class Optimiser(CommandTest):
 
     def test_json_holds_every_setting_that_remakes_the_design(self):
         args = ["-n", "11", "-m", "4", "--seed", "31", "--restarts", "3", "--iterations", "17", "--metric",
-                "euclidean", "-p", "12.5", "--placement", "jittered", "--bounds=-2:2,0:1,5:6,1e3:2e3", "-j", "1"]
+                "euclidean", "--criterion", "maximin", "-p", "12.5", "--placement", "jittered",
+                "--bounds=-2:2,0:1,5:6,1e3:2e3", "-j", "1"]
         doc = json.loads(self.ok(*args, "--quiet", "--format", "json")[0])
         self.assertEqual((doc["n"], doc["m"], doc["seed"], doc["bounds"]),
                          (11, 4, 31, [[-2, 2], [0, 1], [5, 6], [1000, 2000]]))
         settings = doc["settings"]
         self.assertEqual(settings, {"optimised": True, "classic": False, "restarts": 3, "iterations": 17,
-                                    "time_budget": None, "metric": "euclidean", "p": 12.5,
-                                    "placement": "jittered", "threads": 1})
+                                    "time_budget": None, "metric": "euclidean", "criterion": "maximin",
+                                    "p": 12.5, "placement": "jittered", "threads": 1})
         again = ["-n", str(doc["n"]), "-m", str(doc["m"]), "--seed", str(doc["seed"]),
                  "--bounds=" + ",".join("%r:%r" % tuple(pair) for pair in doc["bounds"])]
-        for key in ("restarts", "iterations", "metric", "placement"):
+        for key in ("restarts", "iterations", "metric", "criterion", "placement"):
             again += ["--" + key, str(settings[key])]
         again += ["-p", repr(settings["p"])]
         self.assertEqual(json.loads(self.ok(*again, "--quiet", "--format", "json")[0])["design"], doc["design"])
         self.assertEqual(doc["result"]["restarts"], 3)
         self.assertEqual(doc["result"]["iterations"], 51)
+        self.assertGreaterEqual(doc["result"]["pairs_at_smallest"], 1)
 
     def test_summary_line_and_quiet(self):
         out, err = self.ok("-n", "12", "-m", "3", "--format", "json", "--metrics")

@@ -31,6 +31,7 @@ import olhs
     (lambda: olhs.optimal_lhs(10, 2, metric="manhattan"), ValueError, ["metric:", "'cityblock'", "'euclidean'",
                                                                        "'manhattan'"]),
     (lambda: olhs.optimal_lhs(10, 2, metric=1), TypeError, ["metric:", "string"]),
+    (lambda: olhs.optimal_lhs(10, 2, criterion="minimax"), ValueError, ["criterion:", "'phip'", "'maximin'"]),
     (lambda: olhs.optimal_lhs(10, 2, placement="middle"), ValueError, ["placement:", "'centered'", "'grid'",
                                                                        "'jittered'", "'middle'"]),
     (lambda: olhs.optimal_lhs(10, 2, progress=3), TypeError, ["progress:", "callable"]),
@@ -63,13 +64,15 @@ def test_library_checks_reach_python_with_python_names():
     # Past the Python checks, the library's own refusals keep the argument's name.
     from olhs import _olhs
     with pytest.raises(ValueError, match=r"^d: "):
-        _olhs.optimize(5, 0, 1, 2, 0, 0, 0.0, "cityblock", 50.0, "centered", None)
+        _olhs.optimize(5, 0, 1, 2, 0, 0, 0.0, "cityblock", 50.0, "centered", "phip", None)
     with pytest.raises(ValueError, match=r"^time_budget: "):
-        _olhs.optimize(5, 2, 1, 2, 0, 0, -1.0, "cityblock", 50.0, "centered", None)
+        _olhs.optimize(5, 2, 1, 2, 0, 0, -1.0, "cityblock", 50.0, "centered", "phip", None)
     with pytest.raises(ValueError, match=r"^metric: "):
-        _olhs.optimize(5, 2, 1, 2, 0, 0, 0.0, "taxicab", 50.0, "centered", None)
+        _olhs.optimize(5, 2, 1, 2, 0, 0, 0.0, "taxicab", 50.0, "centered", "phip", None)
     with pytest.raises(ValueError, match=r"^placement: "):
-        _olhs.optimize(5, 2, 1, 2, 0, 0, 0.0, "cityblock", 50.0, "random", None)
+        _olhs.optimize(5, 2, 1, 2, 0, 0, 0.0, "cityblock", 50.0, "random", "phip", None)
+    with pytest.raises(ValueError, match=r"^criterion: "):
+        _olhs.optimize(5, 2, 1, 2, 0, 0, 0.0, "cityblock", 50.0, "centered", "best", None)
 
 
 def test_valid_edges_are_accepted():

@@ -29,13 +29,15 @@ def test_shape_type_and_latin_columns(n, d, placement):
     dict(n=30, d=2, seed=5, placement="grid", restarts=1, iterations=25),
     dict(n=30, d=3, seed=9, placement="jittered", iterations=25),
     dict(n=2, d=2, seed=4),
+    dict(n=14, d=3, seed=6, criterion="maximin", metric="euclidean", iterations=2),
+    dict(n=10, d=3, seed=6, metric="euclidean"),
 ])
 def test_same_bits_as_the_command(arguments):
     a = dict(arguments)
     n, d = a.pop("n"), a.pop("d")
     options = ["-n", n, "-m", d, "--seed", a["seed"]]
     for key, flag in [("restarts", "--restarts"), ("iterations", "--iterations"), ("metric", "--metric"),
-                      ("p", "-p"), ("placement", "--placement")]:
+                      ("p", "-p"), ("placement", "--placement"), ("criterion", "--criterion")]:
         if key in a:
             options += [flag, a[key]]
     expected = run_command(*options)

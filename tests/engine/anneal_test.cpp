@@ -1,0 +1,137 @@
+// The annealer's state against a plain recomputation after many random exchanges, every
+// exchange kernel against the portable one, and the maximin order on hand-made designs.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "engine/anneal.h"
+#include "engine/multistart.h"
+
+namespace {
+
+using namespace olhs::engine;
+
+struct Size {
+    int n, m, exponent;
+};
+
+class AnnealStateTest : public testing::TestWithParam<Size> {};
+
+// After every exchange the incremental distances, smallest distance and pairs at it equal
+// those of the design built afresh; the energy drifts only by rounding.
+TEST_P(AnnealStateTest, ExchangesMatchARecomputation) {
+    const Size s = GetParam();
+    RandomStream stream(s.n * 100 + s.m);
+    AnnealState state(randomLatin(s.n, s.m, stream), s.exponent, s.exponent == 2 ? 25 : 50,
+                      smallestOf(randomLatin(s.n, s.m, stream), s.exponent).distance);
+    for (int k = 0; k < 400; ++k) {
+        const int c = static_cast<int>(stream.next() * s.m);
+        const int a = static_cast<int>(stream.next() * s.n);
+        const int b = (a + 1 + static_cast<int>(stream.next() * (s.n - 1))) % s.n;
+        state.minimaAfter(c, a, b);
+        state.exchange(c, a, b, state.energyChange(c, a, b));
+        if (k % 100 == 99) state.resum();
+    }
+    AnnealState fresh(state.levels(), s.exponent, s.exponent == 2 ? 25 : 50, 0);
+    const Smallest expected = smallestOf(state.levels(), s.exponent);
+    EXPECT_EQ(state.smallest().distance, expected.distance);
+    EXPECT_EQ(state.smallest().pairs, expected.pairs);
+    for (int i = 0; i < s.n; ++i)
+        for (int j = 0; j < s.n; ++j)
+            if (i != j) {
+                ASSERT_EQ(state.distance(i, j), fresh.distance(i, j)) << i << ", " << j;
+            }
+}
+
+// Every kernel this processor runs gives the portable kernel's minima and energy change to
+// the bit, on random designs, with the exchanged points anywhere (first, last, padding
+// boundary) and distances near the weights' masking limit.
+TEST_P(AnnealStateTest, KernelsGiveThePortableBits) {
+    const Size s = GetParam();
+    ExchangeKernels kernels[3];
+    const int count = availableExchangeKernels(s.exponent, kernels);
+    std::string ran;
+    for (int k = 0; k < count; ++k) ran += std::string(kernels[k].name) + " ";
+    RecordProperty("kernels", ran);
+    RandomStream stream(s.n + 7);
+    const Levels levels = randomLatin(s.n, s.m, stream);
+    const int lanes = (s.n + kernelLanes - 1) / kernelLanes * kernelLanes;
+    std::vector<std::int32_t> di(lanes, ExchangeRows::padding), dj(lanes, ExchangeRows::padding), x(lanes, 0);
+    std::vector<double> wi(lanes, 0.0), wj(lanes, 0.0), fresh(4 * lanes);
+    for (int trial = 0; trial < 300; ++trial) {
+        const int c = static_cast<int>(stream.next() * s.m);
+        const int i = trial % 3 == 0 ? 0 : static_cast<int>(stream.next() * s.n);
+        const int j = trial % 3 == 1 ? s.n - 1 : (i + 1 + static_cast<int>(stream.next() * (s.n - 1))) % s.n;
+        if (i == j) continue;
+        for (int l = 0; l < s.n; ++l) {
+            x[l] = levels(l, c);
+            std::int32_t a = 0, b = 0;
+            for (int v = 0; v < s.m; ++v) {
+                const std::int32_t u = levels(i, v) - levels(l, v), w = levels(j, v) - levels(l, v);
+                a += s.exponent == 2 ? u * u : std::abs(u);
+                b += s.exponent == 2 ? w * w : std::abs(w);
+            }
+            di[l] = l == i ? ExchangeRows::padding : a;
+            dj[l] = l == j ? ExchangeRows::padding : b;
+            wi[l] = pairWeight(di[l], 700.0, 25);
+            wj[l] = pairWeight(dj[l], 700.0, 25);
+        }
+        const ExchangeRows rows{di.data(), dj.data(), x.data(), lanes, i, j};
+        const ExchangeKernels& reference = kernels[count - 1];
+        const RowMinima expected = reference.minima(rows);
+        const double expectedChange = reference.energyChange(
+            rows, Weights{wi.data(), wj.data(), 700.0, 25, fresh.data(), fresh.data() + lanes});
+        for (int k = 0; k + 1 < count; ++k) {
+            const RowMinima got = kernels[k].minima(rows);
+            EXPECT_EQ(got.i, expected.i) << kernels[k].name;
+            EXPECT_EQ(got.j, expected.j) << kernels[k].name;
+            const double change = kernels[k].energyChange(
+                rows, Weights{wi.data(), wj.data(), 700.0, 25, fresh.data() + 2 * lanes, fresh.data() + 3 * lanes});
+            EXPECT_EQ(std::memcmp(&change, &expectedChange, sizeof change), 0)
+                << kernels[k].name << ": " << change << " against " << expectedChange;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, AnnealStateTest,
+                         testing::Values(Size{3, 2, 2}, Size{16, 3, 1}, Size{17, 4, 2}, Size{40, 5, 1},
+                                         Size{61, 7, 2}, Size{100, 10, 2}));
+
+Levels design(const std::vector<std::vector<int>>& rows) {
+    Levels levels(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()));
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        for (std::size_t v = 0; v < rows[i].size(); ++v) levels.set(static_cast<int>(i), static_cast<int>(v), rows[i][v]);
+    return levels;
+}
+
+TEST(MaximinOrder, SmallestDistanceThenPairsAtItThenPhip) {
+    const Smallest spread = smallestOf(design({{1, 2}, {2, 4}, {3, 1}, {4, 3}}), 2);
+    const Smallest lonePair = smallestOf(design({{1, 1}, {2, 3}, {3, 4}, {4, 2}}), 2);
+    const Smallest diagonal = smallestOf(design({{1, 1}, {2, 2}, {3, 3}, {4, 4}}), 2);
+    EXPECT_EQ(spread.distance, 5);
+    EXPECT_EQ(spread.pairs, 4);
+    EXPECT_EQ(lonePair.distance, 2);
+    EXPECT_EQ(lonePair.pairs, 1);
+    EXPECT_EQ(diagonal.distance, 2);
+    EXPECT_EQ(diagonal.pairs, 3);
+    EXPECT_EQ(smallestOf(design({{1, 1}, {2, 2}, {3, 3}, {4, 4}}), 1).distance, 2);
+
+    EXPECT_TRUE(betterDesign(true, spread, 9.0, lonePair, 1.0));   // farther, however many pairs
+    EXPECT_TRUE(betterDesign(true, lonePair, 9.0, diagonal, 1.0)); // fewer pairs at it
+    EXPECT_FALSE(betterDesign(true, diagonal, 1.0, lonePair, 9.0));
+    EXPECT_TRUE(betterDesign(true, diagonal, 1.0, diagonal, 2.0)); // then phi_p
+    EXPECT_FALSE(betterDesign(true, diagonal, 1.0, diagonal, 1.0)); // ties to the earlier one
+    EXPECT_TRUE(betterDesign(false, diagonal, 1.0, spread, 2.0));  // phi_p alone
+}
+
+TEST(PortableLog, AgreesWithTheLibraryLog) {
+    for (double u : {0x1p-53, 1e-300, 0.1, 0.5, 0.7071067811865476, 0.75, 0.999999, 1.0}) {
+        EXPECT_NEAR(portableLog(u), std::log(u), 1e-13 * std::fabs(std::log(u)) + 1e-16) << u;
+    }
+}
+
+} // namespace
