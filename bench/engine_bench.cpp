@@ -116,4 +116,22 @@ void BM_OuterIteration(benchmark::State& state) {
 }
 BENCHMARK(BM_OuterIteration)->Arg(100)->Arg(500)->Arg(2000)->Unit(benchmark::kMillisecond);
 
+// One outer iteration at 500 x 20 under each measure, the Euclidean table being far larger
+// than any cache.
+template <class Dist, int Exponent>
+void BM_OuterIteration500x20(benchmark::State& state) {
+    constexpr int n = 500;
+    constexpr int m = 20;
+    const Levels start = randomLatin(n, m, 3);
+    const auto table = std::make_shared<const PowerTable>(50.0, maxMeasure(n, m, Exponent), Exponent);
+    RandomStream stream(4);
+    FastPhip<Dist, Exponent> current(start, table);
+    const double phip = current.phip();
+    Search<FastSearchState<Dist, Exponent> > search(FastSearchState<Dist, Exponent>(std::move(current), start, phip),
+                                                    stream, 0.005 * phip);
+    for (auto _ : state) benchmark::DoNotOptimize(search.outerIteration());
+}
+BENCHMARK(BM_OuterIteration500x20<std::uint16_t, 1>)->Name("BM_OuterIteration500x20/cityblock")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OuterIteration500x20<std::uint32_t, 2>)->Name("BM_OuterIteration500x20/euclidean")->Unit(benchmark::kMillisecond);
+
 } // namespace

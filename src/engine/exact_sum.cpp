@@ -27,6 +27,13 @@ inline double doubleOf(std::uint64_t b) {
     return x;
 }
 
+// The term of a distance, or the term itself where D holds terms.
+template <class Dist>
+inline double termOf(const double* table, Dist d) {
+    return table[d];
+}
+inline double termOf(const double*, double term) { return term; }
+
 inline unsigned fieldOf(std::uint64_t s) { return std::max(static_cast<unsigned>(s >> 52), 1u); }
 
 // Terms below this add no unit and cannot tie in binade f.
@@ -80,12 +87,12 @@ std::uint64_t sumUnits(const double* table, const Dist* row, int count, unsigned
     Words q = {0, 0};
     int j = 0;
     for (; j + 2 <= count; j += 2) {
-        const Doubles t = {table[row[j]], table[row[j + 1]]};
+        const Doubles t = {termOf(table, row[j]), termOf(table, row[j + 1])};
         const Words none = (Words)((t >= 0.0) & (t < small));
         if ((none[0] & none[1]) == 0) q += unitsOf(t, scale);
     }
     std::uint64_t sum = q[0] + q[1];
-    for (; j < count; ++j) sum += unitsOf(table[row[j]], scale);
+    for (; j < count; ++j) sum += unitsOf(termOf(table, row[j]), scale);
     return sum;
 }
 
@@ -97,7 +104,7 @@ double plainSum(const std::vector<double>& table, const Dist* D, int n) {
     for (int i = 0; i < n - 1; ++i) {
         const Dist* row = D + static_cast<std::size_t>(i) * n;
         for (int j = i + 1; j < n; ++j) {
-            sum = table[row[j]] + sum;
+            sum = termOf(table.data(), row[j]) + sum;
         }
     }
     return sum;
@@ -164,8 +171,8 @@ void ExactRowSums<Dist>::changeColumn(const Dist* D, const Dist* before, int x, 
     Changed* out = changed_.data();
     for (int k = 0; k < x; ++k) {
         out->block = rowBlock_[k] + static_cast<std::size_t>((x - k - 1) >> kBlockShift);
-        out->before = table_[before[k]];
-        out->after = table_[row[k]];
+        out->before = termOf(table_, before[k]);
+        out->after = termOf(table_, row[k]);
         out += (std::max(bitsOf(out->before), bitsOf(out->after)) >= below) & (k != skip);
     }
     // A block not known (field 0) takes a meaningless delta, which is harmless: its units
@@ -187,7 +194,7 @@ template <class Dist>
 std::uint64_t ExactRowSums<Dist>::addTerms(std::uint64_t s, const Dist* row, int j0, int j1) const {
     double sum = doubleOf(s);
     for (int j = j0; j < j1; ++j) {
-        sum = table_[row[j]] + sum;
+        sum = termOf(table_, row[j]) + sum;
     }
     return bitsOf(sum);
 }
@@ -254,8 +261,10 @@ double ExactRowSums<Dist>::sum(const Dist* D, int n) {
 
 template double plainSum<std::uint16_t>(const std::vector<double>&, const std::uint16_t*, int);
 template double plainSum<std::uint32_t>(const std::vector<double>&, const std::uint32_t*, int);
+template double plainSum<double>(const std::vector<double>&, const double*, int);
 template class ExactRowSums<std::uint16_t>;
 template class ExactRowSums<std::uint32_t>;
+template class ExactRowSums<double>;
 
 } // namespace engine
 } // namespace olhs

@@ -19,7 +19,8 @@
 namespace olhs {
 namespace engine {
 
-/// The plain sum: `sum = T[D[i*n+j]] + sum` over i < j in row order, from 0.0.
+/// The plain sum: `sum = T[D[i*n+j]] + sum` over i < j in row order, from 0.0. Where Dist
+/// is double, D holds the terms themselves and T is not read.
 template <class Dist>
 double plainSum(const std::vector<double>& table, const Dist* D, int n);
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 namespace olhs {
@@ -38,7 +39,10 @@ bool FastPhip<Dist, Exponent>::fits(int n, int m) {
 
 template <class Dist, int Exponent>
 FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTable> table, int fixedRows)
-    : levels_(std::move(levels)), table_(std::move(table)), sums_(table_->values(), plainSumBelow) {
+    : levels_(std::move(levels)),
+      table_(std::move(table)),
+      sums_(table_->values(), plainSumBelow),
+      termSums_(table_->values(), plainSumBelow) {
     const int n = levels_.points();
     const std::size_t size = static_cast<std::size_t>(n);
     d_.assign(size * size, 0);
@@ -65,8 +69,32 @@ FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTab
             d_[j * size + i] = d_[i * size + j];
         }
     }
-    sums_.reset(d_.data(), n);
+    if constexpr (Exponent == 2 && std::is_same<Dist, std::uint32_t>::value) {
+        if (table_->wholePower() > 0) {
+            w_.resize(size * size);
+            for (std::size_t i = 0; i < size * size; ++i) {
+                w_[i] = (*table_)[d_[i]];
+            }
+            exchangedTerms_ = detail::exchangedTerms();
+            roughSums_ = detail::exchangeRoughSums();
+        }
+    }
+    if (w_.empty()) {
+        sums_.reset(d_.data(), n);
+    } else {
+        termSums_.reset(w_.data(), n);
+    }
     resum();
+}
+
+template <class Dist, int Exponent>
+const std::uint32_t* FastPhip<Dist, Exponent>::row32(int i) const {
+    if constexpr (std::is_same<Dist, std::uint32_t>::value) {
+        return d_.data() + static_cast<std::size_t>(i) * points();
+    } else {
+        (void)i;
+        return nullptr;
+    }
 }
 
 template <class Dist, int Exponent>
@@ -163,12 +191,155 @@ void FastPhip<Dist, Exponent>::judgeFour(int c, const Pair* pairs, double* sums)
     }
 }
 
+// The sums of one exchange as judge() adds them, for squared distances with whole-power
+// terms: the old terms from the matrix of terms, the new ones computed a block at a time.
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::exactSquared(int c, int a, int b, double& added, double& removed) const {
+    if constexpr (Exponent == 2 && std::is_same<Dist, std::uint32_t>::value) {
+        constexpr int block = 128;
+        const int n = points();
+        const std::size_t size = static_cast<std::size_t>(n);
+        const std::int32_t* x = levels_.column(c);
+        const Dist* rowA = d_.data() + static_cast<std::size_t>(a) * size;
+        const Dist* rowB = d_.data() + static_cast<std::size_t>(b) * size;
+        const double* oldA = w_.data() + static_cast<std::size_t>(a) * size;
+        const double* oldB = w_.data() + static_cast<std::size_t>(b) * size;
+        alignas(32) double newA[block];
+        alignas(32) double newB[block];
+        added = 0.0;
+        removed = 0.0;
+        for (int k0 = 0; k0 < n; k0 += block) {
+            const int k1 = std::min(n, k0 + block);
+            exchangedTerms_(*table_, rowA + k0, rowB + k0, x + k0, k1 - k0, x[a], x[b], newA, newB);
+            for (int k = k0; k < k1; ++k) {
+                if (k == a || k == b) {
+                    continue;
+                }
+                added = (added + newA[k - k0]) + newB[k - k0];
+                removed = (removed + oldA[k]) + oldB[k];
+            }
+        }
+    } else {
+        (void)c, (void)a, (void)b, (void)added, (void)removed;
+    }
+}
+
+// best() for squared distances with whole-power terms. Rough sums, in float terms and any
+// order, bound every candidate's (phi^p + added) - removed; only the candidates whose
+// bounds reach the window best() takes roots in are summed exactly, usually one or two.
+template <class Dist, int Exponent>
+Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pairs, double powered) const {
+    const int count = static_cast<int>(pairs.size());
+    const int n = points();
+    const std::size_t size = static_cast<std::size_t>(n);
+    const double inverse = 1.0 / table_->p();
+    const int q = table_->wholePower();
+    // Terms are scaled by a power of two sigma^q near the largest the sum allows, so that
+    // the float terms neither overflow nor lose their precision where they count.
+    int sigmaExponent = 0;
+    std::frexp(std::pow(powered, -1.0 / q), &sigmaExponent);
+    --sigmaExponent;
+    const std::int32_t* x = levels_.column(c);
+    std::vector<double> low(static_cast<std::size_t>(count)), high(static_cast<std::size_t>(count));
+    std::vector<char> known(static_cast<std::size_t>(count), 0);
+    const bool scalable = powered > 0.0 && std::isfinite(powered) && sigmaExponent > -120 && sigmaExponent < 120 &&
+                          static_cast<long>(q) * sigmaExponent > -1000 && static_cast<long>(q) * sigmaExponent < 1000;
+    const double scale = std::ldexp(1.0, -q * sigmaExponent);
+    const float inverseSigma = std::ldexp(1.0f, -sigmaExponent);
+    // Added in any order, N non-negative doubles are within gamma of their sum; the table's
+    // terms within an ulp of s^-q; each float term within roughSumsError, or, away from
+    // normal floats, within two of the smallest normal float of its true value.
+    const double gamma = 2.0 * n * 0x1.0p-53 / (1.0 - 2.0 * n * 0x1.0p-53);
+    const double spreadAdded = detail::roughSumsError(q) + 3.0 * gamma + 0x1.0p-50;
+    const double spreadRemoved = 3.0 * gamma + 0x1.0p-50;
+    const double slack = 8.0 * n * static_cast<double>(std::numeric_limits<float>::min());
+    const double tiny = std::numeric_limits<double>::min();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (int t = 0; t < count; ++t) {
+        const int a = pairs[static_cast<std::size_t>(t)].a - 1;
+        const int b = pairs[static_cast<std::size_t>(t)].b - 1;
+        low[t] = -infinity;
+        high[t] = infinity;
+        if (!scalable) {
+            continue;
+        }
+        const detail::RoughSums sums =
+            roughSums_(row32(a), row32(b), w_.data() + a * size, w_.data() + b * size, x, n, a, b, x[a], x[b],
+                       inverseSigma, q);
+        if (!(sums.scaledAdded < 0x1.0p100) || !(sums.removed < infinity)) {
+            continue;
+        }
+        const double addedHigh = (sums.scaledAdded * (1.0 + spreadAdded) + slack) * scale + tiny;
+        const double addedLow = std::max(0.0, (sums.scaledAdded * (1.0 - spreadAdded) - slack) * scale - tiny);
+        const double removedHigh = sums.removed * (1.0 + spreadRemoved) + tiny;
+        const double removedLow = std::max(0.0, sums.removed * (1.0 - spreadRemoved) - tiny);
+        // Rounding is monotone: the exact base lies between these.
+        const double lo = (powered + addedLow) - removedHigh;
+        const double hi = (powered + addedHigh) - removedLow;
+        if (lo == lo && hi == hi) {
+            low[t] = lo;
+            high[t] = hi;
+        }
+    }
+    std::vector<double> base(static_cast<std::size_t>(count));
+    auto settle = [&](int t) {
+        if (!known[t]) {
+            double added = 0.0, removed = 0.0;
+            exactSquared(c, pairs[static_cast<std::size_t>(t)].a - 1, pairs[static_cast<std::size_t>(t)].b - 1, added,
+                         removed);
+            base[t] = (powered + added) - removed;
+            low[t] = high[t] = base[t];
+            known[t] = 1;
+        }
+    };
+
+    // best()'s rule on the candidates that can matter: a base that is not certainly
+    // non-negative, the smallest non-negative one, and every one that may lie within the
+    // window above it.
+    if (!(low[0] >= 0.0)) {
+        settle(0);
+        if (!(base[0] >= 0.0)) {
+            return {0, std::pow(base[0], inverse)};
+        }
+    }
+    double bound = infinity; // at least the smallest non-negative base
+    for (int t = 0; t < count; ++t) {
+        if (low[t] >= 0.0) {
+            bound = std::min(bound, high[t]);
+        }
+    }
+    const double reach = bound + bound * 0x1.0p-20;
+    double smallest = infinity;
+    for (int t = 0; t < count; ++t) {
+        if (high[t] >= 0.0 && low[t] <= reach) {
+            settle(t);
+            if (base[t] >= 0.0 && base[t] < smallest) {
+                smallest = base[t];
+            }
+        }
+    }
+    const double near = smallest + smallest * 0x1.0p-20;
+    Choice chosen{-1, 0.0};
+    for (int t = 0; t < count; ++t) {
+        if (known[t] && base[t] >= 0.0 && base[t] <= near) {
+            const double value = std::pow(base[t], inverse);
+            if (chosen.index < 0 || value < chosen.value) {
+                chosen = {t, value};
+            }
+        }
+    }
+    return chosen;
+}
+
 template <class Dist, int Exponent>
 Choice FastPhip<Dist, Exponent>::best(int c, const std::vector<Pair>& pairs) const {
     const int count = static_cast<int>(pairs.size());
     const double p = table_->p();
     const double inverse = 1.0 / p;
     const double powered = std::pow(phip_, p);
+    if (!w_.empty() && count > 0 && p > 1.0 && std::isfinite(p)) {
+        return bestBounded(c, pairs, powered);
+    }
     // (phi^p + added) - removed for each candidate; the value is its (1/p)-th power.
     std::vector<double> base(static_cast<std::size_t>(count));
     double sums[8];
@@ -231,7 +402,15 @@ void FastPhip<Dist, Exponent>::exchange(int c, int a, int b) {
     const std::int32_t xb = x[b];
     Dist* rowA = d_.data() + a * size;
     Dist* rowB = d_.data() + b * size;
-    sums_.beginChange(d_.data(), n, a, b);
+    const bool terms = !w_.empty();
+    if (terms) {
+        // The new terms of both rows, before the distances and levels move.
+        scratch_.resize(2 * size);
+        exchangedTerms_(*table_, row32(a), row32(b), x, n, xa, xb, scratch_.data(), scratch_.data() + size);
+        termSums_.beginChange(w_.data(), n, a, b);
+    } else {
+        sums_.beginChange(d_.data(), n, a, b);
+    }
     for (int k = 0; k < n; ++k) {
         if (k == a || k == b) {
             continue;
@@ -242,13 +421,27 @@ void FastPhip<Dist, Exponent>::exchange(int c, int a, int b) {
         d_[k * size + a] = rowA[k];
         d_[k * size + b] = rowB[k];
     }
-    sums_.endChange(d_.data(), n, a, b);
+    if (terms) {
+        double* termsA = w_.data() + a * size;
+        double* termsB = w_.data() + b * size;
+        for (int k = 0; k < n; ++k) {
+            if (k == a || k == b) {
+                continue;
+            }
+            termsA[k] = w_[k * size + a] = scratch_[k];
+            termsB[k] = w_[k * size + b] = scratch_[size + k];
+        }
+        termSums_.endChange(w_.data(), n, a, b);
+    } else {
+        sums_.endChange(d_.data(), n, a, b);
+    }
     levels_.exchange(c, a, b);
 }
 
 template <class Dist, int Exponent>
 void FastPhip<Dist, Exponent>::resum() {
-    phip_ = std::pow(sums_.sum(d_.data(), points()), 1.0 / table_->p());
+    const double sum = w_.empty() ? sums_.sum(d_.data(), points()) : termSums_.sum(w_.data(), points());
+    phip_ = std::pow(sum, 1.0 / table_->p());
 }
 
 template class FastPhip<std::uint16_t, 1>;

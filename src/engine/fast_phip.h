@@ -10,6 +10,7 @@
 #include "engine/power_table.h"
 #include "engine/choice.h"
 #include "engine/exact_sum.h"
+#include "engine/fast_phip_squared.h"
 #include "engine/sampling.h"
 
 namespace olhs {
@@ -76,13 +77,25 @@ public:
 
 private:
     void judgeFour(int c, const Pair* pairs, double* sums) const;
+    Choice bestBounded(int c, const std::vector<Pair>& pairs, double powered) const;
+    void exactSquared(int c, int a, int b, double& added, double& removed) const;
     double incremental(double added, double removed) const;
+
+    /// Row i of 32-bit distances (null for narrower ones).
+    const std::uint32_t* row32(int i) const;
 
     Levels levels_;
     std::vector<Dist> d_;
     std::shared_ptr<const PowerTable> table_;
     ExactRowSums<Dist> sums_;
     double phip_ = 0.0;
+    /// Squared distances with whole-power terms: the term of every pair, row after row, and
+    /// the kernel that computes the terms of an exchange.
+    std::vector<double> w_;
+    std::vector<double> scratch_;
+    ExactRowSums<double> termSums_;
+    detail::ExchangedTerms exchangedTerms_ = nullptr;
+    detail::ExchangeRoughSums roughSums_ = nullptr;
 };
 
 extern template class FastPhip<std::uint16_t, 1>;

@@ -30,6 +30,31 @@ public:
     const std::vector<double>& values() const { return values_; }
     /// d^-p of a whole distance within the bound.
     double operator[](std::size_t d) const { return values_[d]; }
+    /// q when every term is s^-q for a whole q (squared distances, p = 2q), 0 otherwise.
+    int wholePower() const { return wholePower_; }
+    /// Per tabulated s, the units in the last place from roughTerm(s, q) to the term, or
+    /// readTable where the table must be read instead; empty unless wholePower() > 0.
+    const std::int8_t* corrections() const { return corrections_.data(); }
+    static constexpr std::int8_t readTable = -128;
+    /// Makes s into 1 / s^q by squaring, within a few ulps of pow; one double or a vector
+    /// of them, in place so that no vector crosses a call. The same operations in the same
+    /// order, so every lane has the scalar bits.
+    template <class V>
+    [[gnu::always_inline]] static void roughTerm(V& s, int q) {
+        V power = s;
+        V base = s;
+        bool started = false;
+        for (; q > 0; q >>= 1) {
+            if (q & 1) {
+                power = started ? power * base : base;
+                started = true;
+            }
+            if (q > 1) {
+                base = base * base;
+            }
+        }
+        s = 1 / power;
+    }
     /// d^-p of any distance: from the table where it can, from pow elsewhere.
     double term(double d) const {
         if (d >= 0.0 && d <= static_cast<double>(maxDistance())) {
@@ -44,7 +69,9 @@ public:
 private:
     double p_ = 50.0;
     int exponent_ = 1;
+    int wholePower_ = 0;
     std::vector<double> values_;
+    std::vector<std::int8_t> corrections_;
 };
 
 } // namespace engine

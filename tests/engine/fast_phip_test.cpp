@@ -1,11 +1,13 @@
 // The fast criterion against the reference arithmetic, bit for bit: full computation,
 // candidate judgement, the choice among candidates, moves and re-sums, and whole searches.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -158,6 +160,80 @@ TEST(FastPhip, FirstOfEqualCandidatesWins) {
     EXPECT_EQ(x.best(1, {{2, 3}, {1, 2}}).index, 0);
     EXPECT_EQ(x.best(1, {{1, 3}, {1, 2}, {2, 3}}).index, 1);
 }
+
+/// phi_p on squared distances the plain way: distances from the levels, every term by pow.
+struct PlainSquared {
+    Levels levels;
+    double p, phip;
+    double term(int i, int j) const {
+        std::int64_t s = 0;
+        for (int c = 0; c < levels.variables(); ++c) s += (levels(i, c) - levels(j, c)) * (levels(i, c) - levels(j, c));
+        return std::pow(static_cast<double>(s), -(p / 2));
+    }
+    double full() const {
+        double sum = 0.0;
+        for (int i = 0; i < levels.points(); ++i)
+            for (int j = i + 1; j < levels.points(); ++j) sum = term(i, j) + sum;
+        return std::pow(sum, 1.0 / p);
+    }
+    double judge(int c, int a, int b) const {
+        Levels after = levels;
+        after.exchange(c, a, b);
+        const PlainSquared moved{after, p, phip};
+        double added = 0.0, removed = 0.0;
+        for (int k = 0; k < levels.points(); ++k) {
+            if (k == a || k == b) continue;
+            added = (added + moved.term(a, k)) + moved.term(b, k);
+            removed = (removed + term(a, k)) + term(b, k);
+        }
+        return std::pow((std::pow(phip, p) + added) - removed, 1.0 / p);
+    }
+};
+
+using SquaredCase = std::tuple<int, int, double>; // n, m, p
+
+class FastPhipSquared : public testing::TestWithParam<SquaredCase> {};
+
+// Candidates judged from rough bounds, and only the close ones summed, must still choose
+// what judging each one plainly chooses, and moves must keep the plain sums' bits.
+TEST_P(FastPhipSquared, ChoicesAndSumsHaveThePlainBits) {
+    const auto [n, m, p] = GetParam();
+    std::mt19937_64 rng(static_cast<std::uint64_t>(n * 131 + m));
+    RandomStream stream(static_cast<std::uint64_t>(n + m));
+    const Levels start = randomLatin(n, m, rng);
+    const auto table = std::make_shared<const PowerTable>(p, maxMeasure(n, m, 2), 2);
+    FastPhip<std::uint32_t, 2> fast(start, table);
+    PlainSquared plain{start, p, 0.0};
+    plain.phip = plain.full();
+    ASSERT_TRUE(sameBits(fast.phip(), plain.phip));
+    std::vector<Pair> pairs;
+    for (int step = 0; step < 40; ++step) {
+        const int column = 1 + step % (m - 1);
+        drawDistinctPairs(stream, candidatesPerIteration(n), n, pairs);
+        Choice expected{0, plain.judge(column, pairs[0].a - 1, pairs[0].b - 1)};
+        for (int t = 1; t < static_cast<int>(pairs.size()); ++t) {
+            const double value = plain.judge(column, pairs[t].a - 1, pairs[t].b - 1);
+            if (value < expected.value) expected = {t, value};
+        }
+        const Choice mine = fast.best(column, pairs);
+        ASSERT_EQ(mine.index, expected.index) << "step " << step;
+        ASSERT_TRUE(sameBits(mine.value, expected.value)) << "step " << step;
+        const Pair chosen = pairs[static_cast<std::size_t>(mine.index)];
+        fast.exchange(column, chosen.a - 1, chosen.b - 1);
+        fast.resum();
+        plain.levels.exchange(column, chosen.a - 1, chosen.b - 1);
+        plain.phip = plain.full();
+        ASSERT_TRUE(sameBits(fast.phip(), plain.phip)) << "step " << step;
+    }
+}
+
+// Whole powers (p = 50, 10, 2) take the bounded path, others the table; tiny designs,
+// rows past a vector's width, and terms far below and above the float range.
+INSTANTIATE_TEST_SUITE_P(Designs, FastPhipSquared,
+                         testing::Values(SquaredCase{3, 2, 50.0}, SquaredCase{9, 3, 50.0}, SquaredCase{100, 10, 50.0}, SquaredCase{37, 5, 50.0},
+                                         SquaredCase{150, 7, 50.0}, SquaredCase{301, 20, 50.0},
+                                         SquaredCase{60, 4, 10.0}, SquaredCase{60, 4, 2.0}, SquaredCase{60, 4, 128.0},
+                                         SquaredCase{40, 6, 7.5}));
 
 /// The search state on the reference criterion, with the best design copied whole.
 struct ReferenceState {
