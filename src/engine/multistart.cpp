@@ -66,6 +66,21 @@ bool report(const MultistartPlan& plan, int restart, long iterations, double bes
     return !shared.stop.load();
 }
 
+// The design with its points reordered so that column 0 reads as in `start`: the annealer
+// moves every column, and a given design's points keep their first level this way
+// (reordering points changes no distance).
+Levels inRowsOf(const Levels& design, const Levels& start) {
+    const int n = design.points();
+    std::vector<int> rowOfLevel(static_cast<std::size_t>(n) + 1);
+    for (int i = 0; i < n; ++i) rowOfLevel[static_cast<std::size_t>(start(i, 0))] = i;
+    Levels reordered(n, design.variables());
+    for (int i = 0; i < n; ++i) {
+        const int row = rowOfLevel[static_cast<std::size_t>(design(i, 0))];
+        for (int c = 0; c < design.variables(); ++c) reordered.set(row, c, design(i, c));
+    }
+    return reordered;
+}
+
 template <class Dist, int Exponent>
 RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                             Shared& shared) {
@@ -106,7 +121,7 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
         }
         if (!report(plan, restart, annealer.anneals(), annealer.bestPhipEstimate(), shared)) break;
     }
-    result.levels = annealer.best();
+    result.levels = plan.start.points() > 0 ? inRowsOf(annealer.best(), plan.start) : annealer.best();
     result.iterations = annealer.anneals();
     result.smallest = annealer.bestSmallest();
     result.optimal = finished;

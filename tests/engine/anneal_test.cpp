@@ -99,7 +99,11 @@ TEST_P(AnnealStateTest, KernelsGiveThePortableBits) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, AnnealStateTest,
                          testing::Values(Size{3, 2, 2}, Size{16, 3, 1}, Size{17, 4, 2}, Size{40, 5, 1},
-                                         Size{61, 7, 2}, Size{100, 10, 2}));
+                                         Size{61, 7, 2}, Size{100, 10, 2}),
+                         [](const auto& info) {
+                             return std::to_string(info.param.n) + "x" + std::to_string(info.param.m) +
+                                    (info.param.exponent == 2 ? "Euclidean" : "CityBlock");
+                         });
 
 Levels design(const std::vector<std::vector<int>>& rows) {
     Levels levels(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()));
