@@ -173,7 +173,7 @@ std::string optionOfField(const std::string& field) {
     const std::pair<const char*, const char*> names[] = {
         {"n", "-n"},           {"m", "-m"},   {"restarts", "--restarts"}, {"threads", "--threads"},
         {"iterations", "--iterations"}, {"timeBudget", "--time-budget"}, {"p", "-p"},
-        {"metric", "--metric"}, {"criterion", "--criterion"}, {"placement", "--placement"}};
+        {"metric", "--metric"}, {"criterion", "--criterion"}, {"start", "--start"}, {"placement", "--placement"}};
     for (const auto& [library, command] : names) {
         if (field == library) {
             return command;
@@ -184,17 +184,7 @@ std::string optionOfField(const std::string& field) {
 
 Design optimised(const Options& options, const ProgressCallback& progress) {
     const OptimiserSettings& s = options.optimiser;
-    olhs::Options settings;
-    settings.seed = options.seed;
-    settings.restarts = s.restarts;
-    settings.threads = s.threads;
-    settings.iterations = s.iterations;
-    settings.timeBudget = s.timeBudget;
-    settings.metric = s.metric;
-    settings.criterion = s.criterion;
-    settings.p = s.p;
-    settings.placement = s.placement;
-    settings.progress = progress;
+    const olhs::Options settings = libraryOptions(options, progress);
     olhs::Result run;
     try {
         run = olhs::optimize(options.n, options.m, settings);
@@ -225,6 +215,23 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
 }
 
 } // namespace
+
+olhs::Options libraryOptions(const Options& options, const ProgressCallback& progress) {
+    const OptimiserSettings& s = options.optimiser;
+    olhs::Options settings;
+    settings.seed = options.seed;
+    settings.restarts = s.restarts;
+    settings.threads = s.threads;
+    settings.iterations = s.iterations;
+    settings.timeBudget = s.timeBudget;
+    settings.metric = s.metric;
+    settings.criterion = s.criterion;
+    settings.start = s.start;
+    settings.p = s.p;
+    settings.placement = s.placement;
+    settings.progress = progress;
+    return settings;
+}
 
 Design makeDesign(const Options& options, const ProgressCallback& progress) {
     if (options.method == Method::Optimiser) {

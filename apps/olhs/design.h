@@ -58,6 +58,9 @@ using ProgressCallback = std::function<bool(const olhs::Progress&)>;
 /// command's option.
 Design makeDesign(const Options& options, const ProgressCallback& progress = {});
 
+/// The library's settings of the optimiser for these options.
+olhs::Options libraryOptions(const Options& options, const ProgressCallback& progress = {});
+
 } // namespace olhs_cli
 
 #endif

@@ -99,20 +99,6 @@ void checkMemoryOf(const Options& o, const std::string& source) {
     }
 }
 
-olhs::Options libraryOptions(const Options& o, const ProgressCallback& progress) {
-    olhs::Options settings;
-    settings.seed = o.seed;
-    settings.restarts = o.optimiser.restarts;
-    settings.threads = o.optimiser.threads;
-    settings.iterations = o.optimiser.iterations;
-    settings.timeBudget = o.optimiser.timeBudget;
-    settings.metric = o.optimiser.metric;
-    settings.p = o.optimiser.p;
-    settings.placement = o.optimiser.placement;
-    settings.progress = progress;
-    return settings;
-}
-
 // Writes to -o (replaced atomically) or standard output.
 void deliver(std::optional<OutputFile>& output, const std::function<void(std::FILE*)>& write) {
     if (output) {

@@ -146,6 +146,7 @@ Json settings(const Options& options) {
         result["time_budget"] = s.timeBudget > 0.0 ? Json(s.timeBudget) : Json(nullptr);
         result["metric"] = metricName(s.metric);
         result["criterion"] = s.criterion == olhs::Criterion::Maximin ? "maximin" : "phip";
+        result["start"] = s.start == olhs::Start::Lattice ? "lattice" : s.start == olhs::Start::Random ? "random" : "auto";
         result["p"] = s.p;
         result["placement"] = placementName(s.placement);
         result["threads"] = s.threads;

@@ -9,6 +9,7 @@
 #include <sys/sysinfo.h>
 #endif
 
+#include "design.h"
 #include "usage_error.h"
 
 namespace olhs_cli {
@@ -48,7 +49,8 @@ double estimatedPeakBytes(const Options& options) {
     const double design = matrixBytes(n, m);
     // The drawn design and the output array (library), the command's values and levels.
     double bytes = 2.0 * design + n * m * (8.0 + 8.0 + 4.0);
-    if (options.method == Method::Optimiser) {
+    // The lattice alone takes memory linear in n m, counted above.
+    if (options.method == Method::Optimiser && olhs::searches(options.n, options.m, libraryOptions(options))) {
         // Each restart that runs at once keeps every pair's distance (up to 4 bytes) and a
         // few copies of the levels; the table of terms has a slot per possible distance.
         const OptimiserSettings& s = options.optimiser;
@@ -57,7 +59,7 @@ double estimatedPeakBytes(const Options& options) {
         const double span = n - 1.0;
         const double measures = s.metric == olhs::Metric::Euclidean ? m * span * span : m * span;
         bytes += running * (n * n * 2.0 + 4.0 * n * m * 4.0) + measures * 8.0;
-    } else if (!options.random) {
+    } else if (options.method == Method::Classic && !options.random) {
         // Every OptimalLH holds a design and its n by n distances. The search keeps at least
         // its best, initial, current, previous best and trial designs, and the caller's
         // starting design is alive beside them (measured peaks are about seven copies).

@@ -41,6 +41,7 @@ struct RawOptions {
     std::string timeBudget;
     std::string metric;
     std::string criterion;
+    std::string start;
     std::string p;
     std::string placement;
     std::string bounds;
@@ -72,6 +73,7 @@ struct Declared {
     CLI::Option* timeBudget;
     CLI::Option* metric;
     CLI::Option* criterion;
+    CLI::Option* start;
     CLI::Option* p;
     CLI::Option* placement;
     CLI::Option* bounds;
@@ -130,10 +132,12 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                         "design wins. Default 2."))
                      ->type_name("N");
     d.iterations = app.add_option("--iterations", raw.iterations,
-                                  wrapped("Outer iterations of each restart of the optimiser, 0 to "
+                                  wrapped("Outer iterations of each restart of the optimiser (anneals where it "
+                                          "anneals: --criterion maximin, and --metric euclidean up to n^2 m = 4e5), 0 to "
                                           "9223372036854775807; 0 runs until --time-budget, which it then needs. "
-                                          "Default: chosen from n (400 up to 150 points, then 60000/n, at least 50), or until "
-                                          "--time-budget when one is given."))
+                                          "Default: chosen from n (400 up to 150 points, then 60000/n, at least 50; "
+                                          "1 to 4 anneals by size), or until --time-budget when one is given, with "
+                                          "at least one restart per thread."))
                        ->type_name("N");
     d.timeBudget = app.add_option("--time-budget", raw.timeBudget,
                                   wrapped("Stop the optimiser once SECONDS (fractional, above 0 and up to 1e+09) "
@@ -148,6 +152,12 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                          "larger smallest distance between two points (by --metric), then fewer "
                                          "pairs at it, then the smaller phi_p. Default phip."))
                       ->type_name("CRITERION");
+    d.start = app.add_option("--start", raw.start,
+                             wrapped("What each restart starts from: random, a random Latin design; lattice, the "
+                                     "best rank-1 lattice design for --metric; or auto, random designs while a "
+                                     "search beats the lattice in its time, then the lattice alone (with "
+                                     "--time-budget, searched from). Default auto."))
+                  ->type_name("START");
     d.p = app.add_option("-p", raw.p, wrapped("Exponent of the optimiser's phi_p, 1 to 200. Default 50."))
               ->type_name("P");
     d.placement = app.add_option("--placement", raw.placement,
@@ -329,7 +339,7 @@ int asInt(long long value) { return static_cast<int>(value); }
 void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
     const std::pair<const CLI::Option*, const char*> optimiserOptions[] = {
         {d.threads, "--threads"}, {d.restarts, "--restarts"}, {d.iterations, "--iterations"},
-        {d.timeBudget, "--time-budget"}, {d.metric, "--metric"}, {d.criterion, "--criterion"}, {d.p, "-p"},
+        {d.timeBudget, "--time-budget"}, {d.metric, "--metric"}, {d.criterion, "--criterion"}, {d.start, "--start"}, {d.p, "-p"},
         {d.placement, "--placement"}};
     for (const auto& [option, name] : optimiserOptions) {
         if (given(option) && o.method != Method::Optimiser) {
@@ -353,6 +363,17 @@ void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
         }
         s.timeBudget = budget;
         s.iterations = 0;
+    }
+    if (given(d.start)) {
+        if (raw.start == "auto") {
+            s.start = olhs::Start::Auto;
+        } else if (raw.start == "random") {
+            s.start = olhs::Start::Random;
+        } else if (raw.start == "lattice") {
+            s.start = olhs::Start::Lattice;
+        } else {
+            throw UsageError("--start", "expected auto, random or lattice, got '" + raw.start + "'");
+        }
     }
     if (given(d.criterion)) {
         if (raw.criterion == "phip") {

@@ -37,6 +37,7 @@ struct OptimiserSettings {
     double timeBudget = 0.0; ///< seconds; 0: none
     olhs::Metric metric = olhs::Metric::CityBlock;
     olhs::Criterion criterion = olhs::Criterion::Phip;
+    olhs::Start start = olhs::Start::Auto;
     double p = 50.0;
     olhs::Placement placement = olhs::Placement::Centered;
 };

@@ -2,7 +2,8 @@
 #define OLHS_OPTIMIZE_H
 
 // The optimiser: optimal Latin hypercubes from independent restarts of the evolutionary
-// search on all cores. Separate from the classes of olhs.h, which keep their own interface.
+// search or of simulated annealing on all cores. Separate from the classes of olhs.h,
+// which keep their own interface.
 
 #include <cstdint>
 #include <functional>
@@ -22,6 +23,14 @@ enum class Criterion {
     Maximin ///< the larger smallest distance, then fewer pairs at it, then the smaller phi_p
 };
 
+/// What the restarts start from.
+enum class Start {
+    Auto,    ///< by size: random designs while a search improves on a lattice in its time,
+             ///< then the lattice alone (with a time budget: the lattice, then a search from it)
+    Random,  ///< a random Latin design per restart
+    Lattice  ///< the best rank-1 lattice (Korobov) design for the metric, searched from
+};
+
 /// Where level k of n lands in [0, 1].
 enum class Placement {
     Centered, ///< (k - 0.5) / n, the middle of its cell
@@ -34,7 +43,8 @@ enum class StopReason {
     Iterations, ///< every restart ran its iterations
     TimeBudget, ///< the time budget ran out
     Cancelled,  ///< the progress callback returned false
-    Optimal     ///< the smallest distance reached a proven bound: no Latin design does better
+    Optimal,    ///< the smallest distance reached a proven bound: no Latin design does better
+    Constructed ///< the design is the lattice construction; no search ran (Start::Auto, large n)
 };
 
 /// What the progress callback is told, after each outer iteration of a restart.
@@ -50,14 +60,18 @@ struct Progress {
 /// their time.
 struct Options {
     std::uint64_t seed = 1;          ///< the same seed and settings give the same design
-    int restarts = 2;                ///< independent searches; the best design wins
+    /// Independent searches; the best design wins. A run until the time budget (iterations
+    /// 0) makes at least one per thread.
+    int restarts = 2;
     int threads = 0;                 ///< 0: all cores
-    /// Outer iterations per restart; 0: until the time budget if one is set, else chosen
-    /// from n (400 up to 150 points, then fewer: 60000 / n, at least 50).
+    /// Outer iterations per restart (anneals where the search anneals: the maximin
+    /// criterion, Euclidean phi_p with an even p); 0: until the time budget if one is set,
+    /// else automaticIterations(n, m, options).
     long iterations = 0;
     double timeBudget = 0.0;         ///< seconds for the whole run (steady clock); 0: none
     Metric metric = Metric::CityBlock;
     Criterion criterion = Criterion::Phip;
+    Start start = Start::Auto;
     double p = 50.0;                 ///< exponent of phi_p
     Placement placement = Placement::Centered;
     /// Called from the worker threads, one call at a time; returning false cancels.
@@ -95,8 +109,12 @@ OLHS_API long automaticIterations(int n);
 /// where the search anneals).
 OLHS_API long automaticIterations(int n, int m, const Options& options);
 
+/// Whether optimize(n, m, options) runs a search (false: it hands back the lattice
+/// construction alone, in memory linear in n m).
+OLHS_API bool searches(int n, int m, const Options& options);
+
 /// Name of a stop reason, for messages: "iterations", "time budget", "cancelled",
-/// "proven optimal".
+/// "proven optimal", "constructed".
 OLHS_API std::string toString(StopReason reason);
 
 } // namespace olhs

@@ -32,6 +32,7 @@ _INT_MAX = 2**31 - 1
 _SEED_MAX = 2**64 - 1
 _METRICS = ("cityblock", "euclidean")
 _CRITERIA = ("phip", "maximin")
+_STARTS = ("auto", "random", "lattice")
 _PLACEMENTS = ("centered", "grid", "jittered")
 _ADDED_MAX = 999999
 
@@ -134,7 +135,7 @@ def _progress(progress):
 
 def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
                 time_budget=None, metric="cityblock", p=_olhs.DEFAULT_P, placement="centered", bounds=None,
-                progress=None, criterion="phip"):
+                progress=None, criterion="phip", start="auto"):
     """An optimal Latin hypercube of n points in d variables.
 
     Runs the library's optimiser: ``restarts`` independent searches on ``threads``
@@ -170,6 +171,10 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     criterion : {"phip", "maximin"}
         What makes a design better: the smaller phi_p; or the larger smallest distance
         between two points (by ``metric``), then fewer pairs at it, then the smaller phi_p.
+    start : {"auto", "random", "lattice"}
+        What each restart starts from: random Latin designs; the best rank-1 lattice
+        design for ``metric``; or by size (random while a search beats the lattice in its
+        time, then the lattice alone, searched from when ``time_budget`` is given).
     placement : {"centered", "grid", "jittered"}
         Where level k of n lands in [0, 1]: (k - 0.5) / n, (k - 1) / (n - 1), or
         uniformly inside its cell (seeded).
@@ -212,8 +217,9 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     seed = _seed(seed, DEFAULT_SEED)
     settings = _settings(restarts, threads, iterations, time_budget, metric, p, placement)
     criterion = _choice("criterion", criterion, _CRITERIA)
+    start = _choice("start", start, _STARTS)
     b = _bounds(bounds, d)
-    result = _olhs.optimize(n, d, seed, *settings, criterion, _progress(progress))
+    result = _olhs.optimize(n, d, seed, *settings, criterion, start, _progress(progress))
     return _scaled(result["design"], b)
 
 

@@ -11,6 +11,7 @@ CLASSIC_DEFAULT_SEED: int
 
 Metric = Literal["cityblock", "euclidean"]
 Criterion = Literal["phip", "maximin"]
+Start = Literal["auto", "random", "lattice"]
 Placement = Literal["centered", "grid", "jittered"]
 
 class Progress:
@@ -39,6 +40,7 @@ def optimal_lhs(
     bounds: Optional[npt.ArrayLike] = None,
     progress: Optional[Callable[[Progress], Optional[bool]]] = None,
     criterion: Criterion = "phip",
+    start: Start = "auto",
 ) -> npt.NDArray[np.float64]:
     """An optimal Latin hypercube of n points in d variables, shape (n, d).
 

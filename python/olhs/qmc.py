@@ -83,7 +83,7 @@ class OptimalLatinHypercube(_qmc.QMCEngine):
                 return np.random.default_rng(seed).random((1, self.d))
             return np.full((1, self.d), 0.5)
         result = _olhs.optimize(n, self.d, seed, restarts, threads, iterations, time_budget, metric, p,
-                                placement, "phip", None)
+                                placement, "phip", "auto", None)
         return result["design"]
 
     def fast_forward(self, n):

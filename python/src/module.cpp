@@ -51,6 +51,13 @@ olhs::Criterion criterionOf(const std::string& name) {
     throw py::value_error("criterion: must be 'phip' or 'maximin' (got '" + name + "')");
 }
 
+olhs::Start startOf(const std::string& name) {
+    if (name == "auto") return olhs::Start::Auto;
+    if (name == "random") return olhs::Start::Random;
+    if (name == "lattice") return olhs::Start::Lattice;
+    throw py::value_error("start: must be 'auto', 'random' or 'lattice' (got '" + name + "')");
+}
+
 olhs::Placement placementOf(const std::string& name) {
     if (name == "centered") return olhs::Placement::Centered;
     if (name == "grid") return olhs::Placement::Grid;
@@ -171,9 +178,10 @@ void putRun(py::dict& out, double phip, long iterations, int restarts, olhs::Sto
 
 py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
                   const std::string& metric, double p, const std::string& placement, const std::string& criterion,
-                  const py::object& progress) {
+                  const std::string& start, const py::object& progress) {
     olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, placement);
     options.criterion = criterionOf(criterion);
+    options.start = startOf(start);
     const olhs::Result result =
         watched(options, progress, [n, m](const olhs::Options& o) { return olhs::optimize(n, m, o); });
 
@@ -360,7 +368,7 @@ PYBIND11_MODULE(_olhs, module) {
 
     module.def("optimize", &optimize, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("restarts"),
                py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
-               py::arg("placement"), py::arg("criterion"), py::arg("progress").none(true),
+               py::arg("placement"), py::arg("criterion"), py::arg("start"), py::arg("progress").none(true),
                "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
     module.def("improve", &improve, py::arg("design"), py::arg("seed"), py::arg("restarts"), py::arg("threads"),
                py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),

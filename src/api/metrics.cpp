@@ -6,7 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <condition_variable>
+#include <mutex>
 #include <numeric>
+#include <thread>
 #include <stdexcept>
 #include <string>
 
@@ -163,17 +166,107 @@ double centredL2Discrepancy(const std::vector<int>& levels, int n, int m) {
 
 namespace api {
 
+
+namespace {
+
+void noteSmallest(std::int64_t d, std::int64_t pairs, std::int64_t& smallest, std::int64_t& at) {
+    if (d < smallest) smallest = d, at = 0;
+    if (d == smallest) at += pairs;
+}
+
+void noteRow(const std::int64_t* city, const std::int64_t* squared, std::size_t from, std::size_t to,
+             PairSummary& summary) {
+    for (std::size_t j = from; j < to; ++j) {
+        noteSmallest(city[j], 1, summary.minCityBlock, summary.atMinCityBlock);
+        noteSmallest(squared[j], 1, summary.minSquared, summary.atMinSquared);
+    }
+}
+
+// Rows a chunk holds, and chunks a helper may run ahead.
+constexpr std::size_t chunkRows = 8;
+constexpr std::size_t slots = 2;
+
+} // namespace
+
 PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p) {
+    const std::size_t rows = static_cast<std::size_t>(n);
+    const std::size_t columns = static_cast<std::size_t>(m);
+    const std::vector<std::int64_t> byColumn = levelsByColumn(levels, n, m);
     OrderedPowerSum sum(-(p / exponent), largestDistance(levels, exponent, m));
-    PairSummary summary;
-    summary.minCityBlock = summary.minSquared = std::numeric_limits<std::int64_t>::max();
-    forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
-        sum.add(exponent == 1 ? cityBlock : squared);
-        if (cityBlock < summary.minCityBlock) summary.minCityBlock = cityBlock, summary.atMinCityBlock = 0;
-        summary.atMinCityBlock += cityBlock == summary.minCityBlock;
-        if (squared < summary.minSquared) summary.minSquared = squared, summary.atMinSquared = 0;
-        summary.atMinSquared += squared == summary.minSquared;
+    const auto fresh = [] {
+        PairSummary summary;
+        summary.minCityBlock = summary.minSquared = std::numeric_limits<std::int64_t>::max();
+        return summary;
+    };
+    PairSummary summary = fresh();
+    std::vector<std::int64_t> city(rows), squared(rows);
+    const auto ownRow = [&](std::size_t i) {
+        rowDistances(byColumn, rows, columns, i, city.data(), squared.data());
+        noteRow(city.data(), squared.data(), i + 1, rows, summary);
+        const std::int64_t* d = exponent == 1 ? city.data() : squared.data();
+        for (std::size_t j = i + 1; j < rows; ++j) sum.add(d[j]);
+    };
+    const double pairs = 0.5 * n * (n - 1.0);
+    if (std::thread::hardware_concurrency() < 2 || pairs < 4e6) {
+        for (std::size_t i = 0; i + 1 < rows; ++i) ownRow(i);
+        summary.phip = std::pow(sum.sum(), 1.0 / p);
+        return summary;
+    }
+
+    // phi_p is the plain ordered sum, so one thread adds every term; the distances, most of
+    // the work, are shared: a helper computes every other chunk of rows into one of two
+    // buffers, which this thread sums in turn. Memory stays linear in n.
+    const std::size_t chunks = (rows - 1 + chunkRows - 1) / chunkRows;
+    std::vector<std::vector<std::int64_t>> buffer(slots, std::vector<std::int64_t>(chunkRows * rows));
+    std::vector<bool> ready(slots, false);
+    std::mutex guard;
+    std::condition_variable changed;
+    PairSummary helped = fresh();
+    std::thread helper([&] {
+        std::vector<std::int64_t> hCity(rows), hSquared(rows);
+        for (std::size_t k = 1; k < chunks; k += 2) {
+            const std::size_t slot = (k / 2) % slots;
+            {
+                std::unique_lock<std::mutex> lock(guard);
+                changed.wait(lock, [&] { return !ready[slot]; });
+            }
+            for (std::size_t i = k * chunkRows; i < std::min(rows - 1, (k + 1) * chunkRows); ++i) {
+                rowDistances(byColumn, rows, columns, i, hCity.data(), hSquared.data());
+                noteRow(hCity.data(), hSquared.data(), i + 1, rows, helped);
+                const std::int64_t* d = exponent == 1 ? hCity.data() : hSquared.data();
+                std::copy(d + i + 1, d + rows, buffer[slot].begin() + static_cast<std::ptrdiff_t>((i - k * chunkRows) * rows + i + 1));
+            }
+            {
+                const std::lock_guard<std::mutex> lock(guard);
+                ready[slot] = true;
+            }
+            changed.notify_all();
+        }
     });
+    for (std::size_t k = 0; k < chunks; ++k) {
+        const std::size_t first = k * chunkRows, end = std::min(rows - 1, (k + 1) * chunkRows);
+        if (k % 2 == 0) {
+            for (std::size_t i = first; i < end; ++i) ownRow(i);
+            continue;
+        }
+        const std::size_t slot = (k / 2) % slots;
+        {
+            std::unique_lock<std::mutex> lock(guard);
+            changed.wait(lock, [&] { return ready[slot]; });
+        }
+        for (std::size_t i = first; i < end; ++i) {
+            const std::int64_t* d = buffer[slot].data() + (i - first) * rows;
+            for (std::size_t j = i + 1; j < rows; ++j) sum.add(d[j]);
+        }
+        {
+            const std::lock_guard<std::mutex> lock(guard);
+            ready[slot] = false;
+        }
+        changed.notify_all();
+    }
+    helper.join();
+    noteSmallest(helped.minCityBlock, helped.atMinCityBlock, summary.minCityBlock, summary.atMinCityBlock);
+    noteSmallest(helped.minSquared, helped.atMinSquared, summary.minSquared, summary.atMinSquared);
     summary.phip = std::pow(sum.sum(), 1.0 / p);
     return summary;
 }

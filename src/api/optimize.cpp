@@ -14,6 +14,7 @@
 #include "api/run_common.h"
 #include "engine/ese.h"
 #include "engine/fast_phip.h"
+#include "engine/lattice.h"
 #include "engine/multistart.h"
 #include "engine/random_stream.h"
 
@@ -35,6 +36,11 @@ long automaticIterations(int n, int m, const Options& options) {
     return std::max(1L, std::min(4L, static_cast<long>(200000.0 / work)));
 }
 
+bool searches(int n, int m, const Options& options) {
+    const api::StartPlan start = api::startFor(n, m, options);
+    return !start.lattice || start.searched;
+}
+
 std::string toString(StopReason reason) {
     switch (reason) {
     case StopReason::TimeBudget:
@@ -43,6 +49,8 @@ std::string toString(StopReason reason) {
         return "cancelled";
     case StopReason::Optimal:
         return "proven optimal";
+    case StopReason::Constructed:
+        return "constructed";
     case StopReason::Iterations:
         break;
     }
@@ -53,8 +61,19 @@ Result optimize(int n, int m, const Options& options) {
     api::checkOptions(n, m, options);
     const Clock::time_point started = Clock::now();
 
-    const engine::MultistartPlan plan = api::planFor(n, m, n, options, started);
-    engine::MultistartOutcome outcome = engine::runMultistart(plan);
+    engine::MultistartPlan plan = api::planFor(n, m, n, options, started);
+    engine::MultistartOutcome outcome;
+    const api::StartPlan start = api::startFor(n, m, options);
+    if (start.lattice) {
+        engine::LatticeDesign lattice = engine::latticeDesign(n, m, plan.exponent);
+        if (start.searched) {
+            plan.start = std::move(lattice.levels);
+        } else {
+            outcome.levels = std::move(lattice.levels);
+            outcome.constructed = true;
+        }
+    }
+    if (!outcome.constructed) outcome = engine::runMultistart(plan);
 
     // Points in a seeded random order: the search keeps variable 0 in point order, and a
     // reordering of the points changes no distance.

@@ -10,28 +10,41 @@
 namespace olhs {
 namespace api {
 
-/// Calls visit(i, j, cityBlock, squaredEuclidean) for every pair i < j of the n points of
-/// `levels` (n x m, row after row), i ascending, then j ascending. Accumulates a variable
-/// at a time over contiguous columns, so the inner loops vectorise; O(n m) memory.
-template <class Visit>
-void forEachPair(const std::vector<int>& levels, int n, int m, Visit&& visit) {
-    const std::size_t rows = static_cast<std::size_t>(n);
-    const std::size_t columns = static_cast<std::size_t>(m);
+/// The distances of point i to every later point, city-block and squared, into city[j] and
+/// squared[j] for j > i; `byColumn` holds the levels column after column. A variable at a
+/// time over contiguous columns, so the loops vectorise.
+inline void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, std::size_t columns,
+                         std::size_t i, std::int64_t* city, std::int64_t* squared) {
+    for (std::size_t j = i + 1; j < rows; ++j) city[j] = squared[j] = 0;
+    for (std::size_t c = 0; c < columns; ++c) {
+        const std::int64_t* x = byColumn.data() + c * rows;
+        const std::int64_t xi = x[i];
+        for (std::size_t j = i + 1; j < rows; ++j) {
+            const std::int64_t d = xi - x[j];
+            city[j] += d < 0 ? -d : d;
+            squared[j] += d * d;
+        }
+    }
+}
+
+/// The levels (n x m, row after row) column after column, as rowDistances() reads them.
+inline std::vector<std::int64_t> levelsByColumn(const std::vector<int>& levels, int n, int m) {
+    const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
     std::vector<std::int64_t> byColumn(rows * columns);
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t c = 0; c < columns; ++c) byColumn[c * rows + i] = levels[i * columns + c];
+    return byColumn;
+}
+
+/// Calls visit(i, j, cityBlock, squaredEuclidean) for every pair i < j of the n points of
+/// `levels` (n x m, row after row), i ascending, then j ascending; O(n m) memory.
+template <class Visit>
+void forEachPair(const std::vector<int>& levels, int n, int m, Visit&& visit) {
+    const std::size_t rows = static_cast<std::size_t>(n);
+    const std::vector<std::int64_t> byColumn = levelsByColumn(levels, n, m);
     std::vector<std::int64_t> cityBlock(rows), squared(rows);
     for (std::size_t i = 0; i + 1 < rows; ++i) {
-        for (std::size_t j = i + 1; j < rows; ++j) cityBlock[j] = squared[j] = 0;
-        for (std::size_t c = 0; c < columns; ++c) {
-            const std::int64_t* x = byColumn.data() + c * rows;
-            const std::int64_t xi = x[i];
-            for (std::size_t j = i + 1; j < rows; ++j) {
-                const std::int64_t d = xi - x[j];
-                cityBlock[j] += d < 0 ? -d : d;
-                squared[j] += d * d;
-            }
-        }
+        rowDistances(byColumn, rows, static_cast<std::size_t>(m), i, cityBlock.data(), squared.data());
         for (std::size_t j = i + 1; j < rows; ++j) visit(i, j, cityBlock[j], squared[j]);
     }
 }
@@ -79,7 +92,8 @@ struct PairSummary {
 };
 
 /// phi_p of `levels` (n x m, row after row) under the metric (exponent 1 city-block, 2
-/// Euclidean) and p, its terms added in row order, with the smallest distances.
+/// Euclidean) and p, its terms added in row order, with the smallest distances. Past four
+/// million pairs a second thread computes half of the distances; memory stays O(n m).
 PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p);
 
 } // namespace api

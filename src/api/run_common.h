@@ -34,6 +34,16 @@ constexpr int minimumInnerIterations = 10;
 /// A number for messages.
 std::string text(double value);
 
+/// Where the restarts of a run start: from a lattice design or random ones, and whether a
+/// lattice is searched from or handed back as it is.
+struct StartPlan {
+    bool lattice = false;
+    bool searched = true;
+};
+
+/// The start of a run of n points in m variables under the options (Start::Auto decided).
+StartPlan startFor(int n, int m, const Options& options);
+
 /// Whether the options' search is the annealer (the maximin criterion; phi_p of Euclidean
 /// distances with a whole p / 2) rather than the evolutionary search.
 bool annealsFor(int n, int m, const Options& options);

@@ -83,6 +83,7 @@ struct MultistartOutcome {
     bool timedOut = false;
     bool cancelled = false;
     bool optimal = false; ///< its smallest distance is the plan's bound
+    bool constructed = false; ///< built, not searched
 };
 
 /// Runs the restarts on up to `threads` threads, each restart on its own stream derived

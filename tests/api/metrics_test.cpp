@@ -117,6 +117,32 @@ TEST(Phip, SameBitsAsThePlainLoopOverManyDesigns) {
                 }
 }
 
+// Past four million pairs a helper thread computes half of the distances.
+TEST(Phip, SharedDistancesKeepThePlainBitsAndSmallestDistances) {
+    std::mt19937_64 random(5);
+    const int n = 3001, m = 2;
+    const std::vector<int> levels = randomLatin(n, m, random);
+    for (const Metric metric : {Metric::CityBlock, Metric::Euclidean}) {
+        const olhs::api::PairSummary summary =
+            olhs::api::summarisePairs(levels, n, m, metric == Metric::Euclidean ? 2 : 1, 50.0);
+        EXPECT_TRUE(sameBits(summary.phip, plainPhip(levels, n, m, metric, 50.0)));
+        std::int64_t city = std::numeric_limits<std::int64_t>::max(), squared = city, atCity = 0, atSquared = 0;
+        for (int i = 0; i < n; ++i)
+            for (int j = i + 1; j < n; ++j) {
+                const std::int64_t a = levels[i * m] - levels[j * m], b = levels[i * m + 1] - levels[j * m + 1];
+                const std::int64_t d1 = std::abs(a) + std::abs(b), d2 = a * a + b * b;
+                if (d1 < city) city = d1, atCity = 0;
+                atCity += d1 == city;
+                if (d2 < squared) squared = d2, atSquared = 0;
+                atSquared += d2 == squared;
+            }
+        EXPECT_EQ(summary.minCityBlock, city);
+        EXPECT_EQ(summary.atMinCityBlock, atCity);
+        EXPECT_EQ(summary.minSquared, squared);
+        EXPECT_EQ(summary.atMinSquared, atSquared);
+    }
+}
+
 TEST(Phip, LeavesOutOnlyTermsTheSumWouldDrop) {
     // Sums that climb through many binades, small terms met after large ones and the
     // other way round, and a sum that starts at 0 (terms that underflow).

@@ -80,7 +80,7 @@ TEST(Optimize, RefusesBadOptionsNamingThemAndTheirRange) {
     cases.push_back({5, 2, with([](Options& o) { o.timeBudget = 1e300; }), "timeBudget: "});
     cases.push_back({5, 2, with([](Options& o) { o.p = 0.5; }), "p: "});
     cases.push_back({5, 2, with([](Options& o) { o.p = std::nan(""); }), "p: "});
-    cases.push_back({5000, 10, with([](Options& o) { o.metric = olhs::Metric::Euclidean; }), "metric: "});
+    cases.push_back({5000, 10, with([](Options& o) { o.metric = olhs::Metric::Euclidean, o.start = olhs::Start::Random; }), "metric: "});
     cases.push_back({5, 2, with([](Options& o) { o.placement = static_cast<olhs::Placement>(7); }), "placement: "});
     for (const Case& c : cases) {
         try {
@@ -157,6 +157,29 @@ INSTANTIATE_TEST_SUITE_P(Searches, SearchTest,
                              return std::string(info.param.first == olhs::Criterion::Maximin ? "Maximin" : "Phip") +
                                     (info.param.second == olhs::Metric::Euclidean ? "Euclidean" : "CityBlock");
                          });
+
+TEST(Optimize, LargeDesignsAreTheLatticeUnlessTimeIsGiven) {
+    Options o;
+    EXPECT_TRUE(olhs::searches(500, 10, o));
+    EXPECT_FALSE(olhs::searches(3000, 10, o));
+    const Result built = olhs::optimize(3000, 4, o);
+    EXPECT_TRUE(isLatin(built));
+    EXPECT_EQ(built.stopReason, olhs::StopReason::Constructed);
+    EXPECT_EQ(built.iterations, 0);
+    o.start = olhs::Start::Random;
+    EXPECT_TRUE(olhs::searches(3000, 10, o));
+    // A search from the lattice keeps the best design it meets, the lattice first.
+    o.start = olhs::Start::Lattice;
+    o.iterations = 3;
+    const Result searched = olhs::optimize(1200, 4, o);
+    EXPECT_TRUE(isLatin(searched));
+    EXPECT_LE(searched.phip, olhs::optimize(1200, 4, Options()).phip);
+    EXPECT_EQ(searched.iterations, 2 * 3);
+    o.timeBudget = 0.5;
+    o.iterations = 0;
+    o.start = olhs::Start::Auto;
+    EXPECT_TRUE(olhs::searches(3000, 10, o));
+}
 
 TEST(Optimize, MaximinStopsAtAProvenBound) {
     Options o;

@@ -172,7 +172,7 @@ class Formats(CommandTest):
                          {"n": 12, "m": 3, "seed": 20261123, "default_seed": True, "scale": "unit",
                           "bounds": None, "variables": ["x1", "x2", "x3"]})
         self.assertEqual(doc["settings"], {"optimised": True, "classic": False, "restarts": 2, "iterations": 400,
-                                           "time_budget": None, "metric": "cityblock", "criterion": "phip", "p": 50,
+                                           "time_budget": None, "metric": "cityblock", "criterion": "phip", "start": "auto", "p": 50,
                                            "placement": "centered", "threads": 0})
         self.assertEqual(doc["result"], {"phi_p": doc["phi_p"], "stop_reason": "iterations", "iterations": 800,
                                          "restarts": 2})
@@ -435,10 +435,10 @@ class Optimiser(CommandTest):
         settings = doc["settings"]
         self.assertEqual(settings, {"optimised": True, "classic": False, "restarts": 3, "iterations": 17,
                                     "time_budget": None, "metric": "euclidean", "criterion": "maximin",
-                                    "p": 12.5, "placement": "jittered", "threads": 1})
+                                    "start": "auto", "p": 12.5, "placement": "jittered", "threads": 1})
         again = ["-n", str(doc["n"]), "-m", str(doc["m"]), "--seed", str(doc["seed"]),
                  "--bounds=" + ",".join("%r:%r" % tuple(pair) for pair in doc["bounds"])]
-        for key in ("restarts", "iterations", "metric", "criterion", "placement"):
+        for key in ("restarts", "iterations", "metric", "criterion", "start", "placement"):
             again += ["--" + key, str(settings[key])]
         again += ["-p", repr(settings["p"])]
         self.assertEqual(json.loads(self.ok(*again, "--quiet", "--format", "json")[0])["design"], doc["design"])
@@ -901,7 +901,7 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--metric", "manhattan"], "--metric", "cityblock or euclidean"),
         (["-n", "5", "-m", "2", "--placement", "middle"], "--placement", "centered, grid or jittered"),
         # Refused by the library, in the command's words.
-        (["-n", "300", "-m", "300", "--metric", "euclidean"], "olhs: --metric: euclidean takes designs", ""),
+        (["-n", "300", "-m", "300", "--metric", "euclidean"], "olhs: --metric: a search with euclidean takes designs", ""),
         (["-n", "5", "-m", "2", "--random", "--report", "r_"], "--report", "--random"),
         (["-n", "5", "-m", "2", "-o", ""], "-o", "file name"),
         (["-n", "5", "-m", "2", "-o", "no/such/dir/d.csv"], "-o", "writable directory"),
@@ -931,7 +931,7 @@ class BadInput(CommandTest):
         (["-n", "5", "-m", "2", "--seed"], "olhs: --seed: expected a value (S) after it", ""),
         (["-n", "5", "-n", "6", "-m", "2"], "olhs: --points: given 2 times; give it once", ""),
         (["-n", "2000000000", "-m", "2"], "-n", "2000000000 points"),
-        (["-n", "200000", "-m", "2"], "-n", "200000 points"),
+        (["-n", "200000", "-m", "2", "--start", "random"], "-n", "200000 points"),
         (["-n", "2147483647", "-m", "2147483647", "--random"], "-n: ", "2147483647 points in 2147483647 variables"),
     ]
 

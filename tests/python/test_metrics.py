@@ -42,7 +42,7 @@ def test_phi_p_is_the_plain_sum_over_random_designs():
 def test_phi_p_of_an_optimal_design_is_the_searched_criterion():
     for metric, p in [("cityblock", 50.0), ("euclidean", 50.0), ("cityblock", 7.0), ("euclidean", 120.0)]:
         for placement in ("centered", "grid", "jittered"):
-            found = _olhs.optimize(30, 4, 5, 2, 0, 20, 0.0, metric, p, placement, "phip", None)
+            found = _olhs.optimize(30, 4, 5, 2, 0, 20, 0.0, metric, p, placement, "phip", "auto", None)
             assert olhs.phi_p(found["design"], p=p, metric=metric) == found["phi_p"]
             measured = olhs.metrics(found["design"], p=p)
             assert measured["phi_p" if metric == "cityblock" else "phi_p_euclidean"] == found["phi_p"]
