@@ -206,7 +206,7 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
         result.lastPlace = (options.n - 0.5) / options.n;
     }
     result.optimised = OptimiserOutcome{run.phip, run.iterations, run.restarts, olhs::toString(run.stopReason),
-                                        run.seconds, std::nullopt, 0};
+                                        run.seconds, std::nullopt, 0, run.minCityBlock, run.minEuclidean, run.exact};
     if (s.criterion == olhs::Criterion::Maximin) {
         result.optimised->smallest = s.metric == olhs::Metric::Euclidean ? run.minEuclidean : run.minCityBlock;
         result.optimised->pairsAtSmallest = run.pairsAtSmallest;

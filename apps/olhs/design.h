@@ -31,6 +31,9 @@ struct OptimiserOutcome {
     /// and the pairs at it, which the summary leads with.
     std::optional<double> smallest;
     long pairsAtSmallest = 0;
+    double minCityBlock = 0.0; ///< smallest distances of the design's levels
+    double minEuclidean = 0.0;
+    bool exact = true;         ///< false: the distances are lower bounds, phi_p an upper one
 };
 
 /// n points in m variables, point-major: element i*m + j is variable j of point i.

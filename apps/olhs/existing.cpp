@@ -120,7 +120,7 @@ auto withProgress(const Options& o, Run&& run) {
 }
 
 OptimiserOutcome outcomeOf(double phip, long iterations, int restarts, olhs::StopReason reason, double seconds) {
-    return OptimiserOutcome{phip, iterations, restarts, olhs::toString(reason), seconds, std::nullopt, 0};
+    return OptimiserOutcome{phip, iterations, restarts, olhs::toString(reason), seconds, std::nullopt, 0, 0.0, 0.0, true};
 }
 
 int score(const ExistingOptions& e) {

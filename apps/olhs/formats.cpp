@@ -160,6 +160,11 @@ Json outcome(const Design& design, double phiP) {
         const OptimiserOutcome& o = *design.optimised;
         Json result = {{"phi_p", o.phip}, {"stop_reason", o.stopReason}, {"iterations", o.iterations},
                        {"restarts", o.restarts}};
+        if (o.minCityBlock > 0.0) {
+            result["min_city_block_distance"] = o.minCityBlock;
+            result["min_euclidean_distance"] = o.minEuclidean;
+        }
+        if (!o.exact) result["exact"] = false; // bounds: the distances at least, phi_p at most
         if (o.smallest) {
             result["smallest_distance"] = *o.smallest;
             result["pairs_at_smallest"] = o.pairsAtSmallest;

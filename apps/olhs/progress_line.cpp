@@ -55,6 +55,12 @@ void ProgressLine::clear() {
 std::string summaryLine(const OptimiserOutcome& outcome) {
     char seconds[64];
     std::snprintf(seconds, sizeof seconds, "%.2f", outcome.seconds);
+    if (!outcome.exact) {
+        return "olhs: lattice design, too large to measure in full; proven bounds: phi_p at most " +
+               shortestText(outcome.phip) + ", smallest distances at least " + shortestText(outcome.minCityBlock) +
+               " (city-block) and " + shortestText(outcome.minEuclidean) + " (Euclidean), in " + seconds +
+               " s; stopped by: " + outcome.stopReason;
+    }
     const std::string best =
         outcome.smallest ? "best smallest distance " + shortestText(*outcome.smallest) + " (" +
                                std::to_string(outcome.pairsAtSmallest) +

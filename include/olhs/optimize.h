@@ -88,6 +88,10 @@ struct Result {
     double minCityBlock = 0.0;      ///< smallest city-block distance between two points (levels)
     double minEuclidean = 0.0;      ///< smallest Euclidean distance between two points (levels)
     long pairsAtSmallest = 0;       ///< pairs at the smallest distance of the chosen metric
+    /// False for a lattice too large to measure in the run's time (over 1e11 pair
+    /// coordinates): then minCityBlock and minEuclidean are proven lower bounds, phip a
+    /// proven upper bound, and pairsAtSmallest 0.
+    bool exact = true;
     long iterations = 0;            ///< outer iterations run, over all restarts
     int restarts = 0;               ///< restarts that ran
     StopReason stopReason = StopReason::Iterations;

@@ -191,6 +191,7 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     out["min_city_block"] = result.minCityBlock;
     out["min_euclidean"] = result.minEuclidean;
     out["pairs_at_smallest"] = result.pairsAtSmallest;
+    out["exact"] = result.exact;
     putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
     return out;
 }

@@ -167,12 +167,22 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
     for (std::size_t k = 0; k < result.levels.size(); ++k) {
         result.design[k] = place(result.levels[k], n, options.placement, jitter);
     }
-    const PairSummary pairs =
-        summarisePairs(result.levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p);
-    result.phip = pairs.phip;
-    result.minCityBlock = static_cast<double>(pairs.minCityBlock);
-    result.minEuclidean = std::sqrt(static_cast<double>(pairs.minSquared));
-    result.pairsAtSmallest = options.metric == Metric::Euclidean ? pairs.atMinSquared : pairs.atMinCityBlock;
+    if (outcome.lowerCityBlock > 0) {
+        // Bounds only: phi_p is at most all C(n, 2) pairs at the smallest distance's bound.
+        result.exact = false;
+        result.minCityBlock = static_cast<double>(outcome.lowerCityBlock);
+        result.minEuclidean = std::nextafter(std::sqrt(static_cast<double>(outcome.lowerSquared)), 0.0);
+        const double smallest = options.metric == Metric::Euclidean ? result.minEuclidean : result.minCityBlock;
+        const double pairs = 0.5 * n * (n - 1.0);
+        result.phip = std::nextafter(std::pow(pairs, 1.0 / options.p) / smallest, HUGE_VAL) * (1.0 + 1e-12);
+    } else {
+        const PairSummary pairs =
+            summarisePairs(result.levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p);
+        result.phip = pairs.phip;
+        result.minCityBlock = static_cast<double>(pairs.minCityBlock);
+        result.minEuclidean = std::sqrt(static_cast<double>(pairs.minSquared));
+        result.pairsAtSmallest = options.metric == Metric::Euclidean ? pairs.atMinSquared : pairs.atMinCityBlock;
+    }
     result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
     return result;
 }

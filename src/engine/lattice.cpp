@@ -1,6 +1,7 @@
 #include "engine/lattice.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
@@ -121,6 +122,25 @@ std::int64_t torusSmallest(const std::vector<std::uint64_t>& h, int prime, int e
     Scan scan(h.size());
     setSteps(scan, reduced, prime);
     return smallestAbove(scan, prime, exponent, -1);
+}
+
+DistanceBounds smallestBounds(const LatticeDesign& lattice, int n, int m, int exponent) {
+    const std::int64_t shift = static_cast<std::int64_t>(lattice.prime) - n;
+    DistanceBounds bounds;
+    if (exponent == 1) {
+        bounds.cityBlock = std::max<std::int64_t>(0, lattice.torusValue - m * shift);
+        // Cauchy-Schwarz: m d2 >= d1^2.
+        bounds.squared = (bounds.cityBlock * bounds.cityBlock + m - 1) / m;
+    } else {
+        // Minkowski: |t - s| >= |t| - |s| with every |s_c| <= shift; kept a unit or two low
+        // against rounding.
+        const double root = std::sqrt(static_cast<double>(lattice.torusValue)) * (1.0 - 1e-12) -
+                            std::sqrt(static_cast<double>(m)) * static_cast<double>(shift) * (1.0 + 1e-12);
+        bounds.squared = root > 0.0 ? std::max<std::int64_t>(0, static_cast<std::int64_t>(root * root * (1.0 - 1e-12)) - 1) : 0;
+        // d1 >= the Euclidean distance.
+        bounds.cityBlock = std::max<std::int64_t>(0, static_cast<std::int64_t>(std::sqrt(static_cast<double>(bounds.squared))) - 1);
+    }
+    return bounds;
 }
 
 LatticeDesign latticeDesign(int n, int m, int exponent) {

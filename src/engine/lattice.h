@@ -38,6 +38,16 @@ struct LatticeDesign {
 /// leave 64 bits.
 LatticeDesign latticeDesign(int n, int m, int exponent);
 
+/// Proven lower bounds of the smallest distances of a design latticeDesign() made, from its
+/// torus value alone: a kept point's level moves by at most prime - n on re-ranking, so
+/// each coordinate difference shrinks by at most that much, and the ordinary distance is
+/// never below the wrap-around one.
+struct DistanceBounds {
+    std::int64_t cityBlock = 0;
+    std::int64_t squared = 0; ///< squared Euclidean
+};
+DistanceBounds smallestBounds(const LatticeDesign& lattice, int n, int m, int exponent);
+
 /// Smallest wrap-around distance of the rank-1 lattice {i h mod prime : i = 0..prime-1}:
 /// the minimum over i = 1..prime/2 of the distance from point i to point 0, each coordinate
 /// taking min(r, prime - r). Any modulus >= 2 is accepted; h_j are reduced mod prime.

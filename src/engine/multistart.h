@@ -84,6 +84,10 @@ struct MultistartOutcome {
     bool cancelled = false;
     bool optimal = false; ///< its smallest distance is the plan's bound
     bool constructed = false; ///< built, not searched
+    /// Where the design is too large to measure in full: proven lower bounds of its smallest
+    /// city-block and squared Euclidean distances (0: measure it).
+    std::int64_t lowerCityBlock = 0;
+    std::int64_t lowerSquared = 0;
 };
 
 /// Runs the restarts on up to `threads` threads, each restart on its own stream derived
