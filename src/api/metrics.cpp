@@ -169,6 +169,23 @@ namespace api {
 
 namespace {
 
+// Whole numbers only, so every instruction set gives the same distances; AVX2 where the
+// processor has it doubles the pace of the all-pairs passes.
+[[gnu::target_clones("avx2", "default")]] void rowDistancesOn(const std::int64_t* byColumn, std::size_t rows,
+                                                              std::size_t columns, std::size_t i, std::int64_t* city,
+                                                              std::int64_t* squared) {
+    for (std::size_t j = i + 1; j < rows; ++j) city[j] = squared[j] = 0;
+    for (std::size_t c = 0; c < columns; ++c) {
+        const std::int64_t* x = byColumn + c * rows;
+        const std::int64_t xi = x[i];
+        for (std::size_t j = i + 1; j < rows; ++j) {
+            const std::int64_t d = xi - x[j];
+            city[j] += d < 0 ? -d : d;
+            squared[j] += d * d;
+        }
+    }
+}
+
 void noteSmallest(std::int64_t d, std::int64_t pairs, std::int64_t& smallest, std::int64_t& at) {
     if (d < smallest) smallest = d, at = 0;
     if (d == smallest) at += pairs;
@@ -187,6 +204,11 @@ constexpr std::size_t chunkRows = 8;
 constexpr std::size_t slots = 2;
 
 } // namespace
+
+void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, std::size_t columns, std::size_t i,
+                  std::int64_t* city, std::int64_t* squared) {
+    rowDistancesOn(byColumn.data(), rows, columns, i, city, squared);
+}
 
 PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p) {
     const std::size_t rows = static_cast<std::size_t>(n);

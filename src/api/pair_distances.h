@@ -13,19 +13,8 @@ namespace api {
 /// The distances of point i to every later point, city-block and squared, into city[j] and
 /// squared[j] for j > i; `byColumn` holds the levels column after column. A variable at a
 /// time over contiguous columns, so the loops vectorise.
-inline void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, std::size_t columns,
-                         std::size_t i, std::int64_t* city, std::int64_t* squared) {
-    for (std::size_t j = i + 1; j < rows; ++j) city[j] = squared[j] = 0;
-    for (std::size_t c = 0; c < columns; ++c) {
-        const std::int64_t* x = byColumn.data() + c * rows;
-        const std::int64_t xi = x[i];
-        for (std::size_t j = i + 1; j < rows; ++j) {
-            const std::int64_t d = xi - x[j];
-            city[j] += d < 0 ? -d : d;
-            squared[j] += d * d;
-        }
-    }
-}
+void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, std::size_t columns, std::size_t i,
+                  std::int64_t* city, std::int64_t* squared);
 
 /// The levels (n x m, row after row) column after column, as rowDistances() reads them.
 inline std::vector<std::int64_t> levelsByColumn(const std::vector<int>& levels, int n, int m) {
