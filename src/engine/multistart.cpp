@@ -49,7 +49,6 @@ struct RestartResult {
     bool optimal = false;
 };
 
-
 // Records the restart's progress and asks the callback whether to go on; false to stop.
 bool report(const MultistartPlan& plan, int restart, long iterations, double best, Shared& shared) {
     const std::lock_guard<std::mutex> lock(shared.reporting);
