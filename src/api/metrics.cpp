@@ -169,11 +169,11 @@ namespace api {
 
 namespace {
 
-// Whole numbers only, so every instruction set gives the same distances; AVX2 where the
-// processor has it doubles the pace of the all-pairs passes.
-[[gnu::target_clones("avx2", "default")]] void rowDistancesOn(const std::int64_t* byColumn, std::size_t rows,
-                                                              std::size_t columns, std::size_t i, std::int64_t* city,
-                                                              std::int64_t* squared) {
+// Whole numbers only, so every instruction set gives the same distances. AVX2 where the
+// processor has it, chosen at run time (not by an ifunc, which a sanitizer runtime cannot
+// start under).
+[[gnu::always_inline]] inline void rowDistancesOn(const std::int64_t* byColumn, std::size_t rows, std::size_t columns,
+                                                  std::size_t i, std::int64_t* city, std::int64_t* squared) {
     for (std::size_t j = i + 1; j < rows; ++j) city[j] = squared[j] = 0;
     for (std::size_t c = 0; c < columns; ++c) {
         const std::int64_t* x = byColumn + c * rows;
@@ -184,6 +184,16 @@ namespace {
             squared[j] += d * d;
         }
     }
+}
+
+[[gnu::target("avx2")]] void rowDistancesAvx2(const std::int64_t* byColumn, std::size_t rows, std::size_t columns,
+                                              std::size_t i, std::int64_t* city, std::int64_t* squared) {
+    rowDistancesOn(byColumn, rows, columns, i, city, squared);
+}
+
+void rowDistancesPortable(const std::int64_t* byColumn, std::size_t rows, std::size_t columns, std::size_t i,
+                          std::int64_t* city, std::int64_t* squared) {
+    rowDistancesOn(byColumn, rows, columns, i, city, squared);
 }
 
 void noteSmallest(std::int64_t d, std::int64_t pairs, std::int64_t& smallest, std::int64_t& at) {
@@ -207,7 +217,8 @@ constexpr std::size_t slots = 2;
 
 void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, std::size_t columns, std::size_t i,
                   std::int64_t* city, std::int64_t* squared) {
-    rowDistancesOn(byColumn.data(), rows, columns, i, city, squared);
+    (__builtin_cpu_supports("avx2") ? rowDistancesAvx2 : rowDistancesPortable)(byColumn.data(), rows, columns, i, city,
+                                                                               squared);
 }
 
 PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p) {
