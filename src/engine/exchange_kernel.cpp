@@ -2,8 +2,10 @@
 
 // GCC 12's AVX-512 intrinsics start vectors from a deliberately undefined value, which
 // -Wuninitialized reports inside the compiler's own header.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 
 #include <algorithm>
