@@ -231,12 +231,17 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
         summary.minCityBlock = summary.minSquared = std::numeric_limits<std::int64_t>::max();
         return summary;
     };
+    // A row's distances to the later points, noted in `into`; returns those of the metric.
+    const auto measuredRow = [&](std::size_t i, std::vector<std::int64_t>& city, std::vector<std::int64_t>& squared,
+                                 PairSummary& into) {
+        rowDistances(byColumn, rows, columns, i, city.data(), squared.data());
+        noteRow(city.data(), squared.data(), i + 1, rows, into);
+        return exponent == 1 ? city.data() : squared.data();
+    };
     PairSummary summary = fresh();
     std::vector<std::int64_t> city(rows), squared(rows);
     const auto ownRow = [&](std::size_t i) {
-        rowDistances(byColumn, rows, columns, i, city.data(), squared.data());
-        noteRow(city.data(), squared.data(), i + 1, rows, summary);
-        const std::int64_t* d = exponent == 1 ? city.data() : squared.data();
+        const std::int64_t* d = measuredRow(i, city, squared, summary);
         for (std::size_t j = i + 1; j < rows; ++j) sum.add(d[j]);
     };
     const double pairs = 0.5 * n * (n - 1.0);
@@ -264,9 +269,7 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
                 changed.wait(lock, [&] { return !ready[slot]; });
             }
             for (std::size_t i = k * chunkRows; i < std::min(rows - 1, (k + 1) * chunkRows); ++i) {
-                rowDistances(byColumn, rows, columns, i, hCity.data(), hSquared.data());
-                noteRow(hCity.data(), hSquared.data(), i + 1, rows, helped);
-                const std::int64_t* d = exponent == 1 ? hCity.data() : hSquared.data();
+                const std::int64_t* d = measuredRow(i, hCity, hSquared, helped);
                 std::copy(d + i + 1, d + rows, buffer[slot].begin() + static_cast<std::ptrdiff_t>((i - k * chunkRows) * rows + i + 1));
             }
             {

@@ -27,7 +27,6 @@ using api::Clock;
 // 200 x 10 reaches phi_p 0.00268 in 0.09 s, 500 x 20 0.00050 in 0.13 s.
 long automaticIterations(int n) { return std::max(50L, std::min(400L, 60000L / std::max(n, 1))); }
 
-// Anneals per restart of the maximin criterion: measured on 2 cores, seeds 1 and 2.
 long automaticIterations(int n, int m, const Options& options) {
     if (!api::annealsFor(n, m, options)) return automaticIterations(n);
     // Measured on 2 cores: four anneals where they are cheap, fewer as each grows with

@@ -263,17 +263,22 @@ void Annealer::descend(long proposals) {
         }
         --descentLeft_;
         ++idle_;
-        const auto [c, a, b] = drawExchange(n, m);
-        if (state_.energyLowerBound(a, b, state_.minimaAfter(c, a, b)) >= 0.0) continue;
-        const double change = state_.energyChange(c, a, b);
-        if (!(change < 0.0)) continue;
-        state_.exchange(c, a, b, change);
-        idle_ = 0;
-        if (++acceptedSinceResum_ >= 4L * n) {
-            state_.resum();
-            acceptedSinceResum_ = 0;
-        }
+        if (tryExchange(drawExchange(n, m), 0.0)) idle_ = 0;
     }
+}
+
+bool Annealer::tryExchange(const Exchange& move, double threshold) {
+    const auto [c, a, b] = move;
+    if (state_.energyLowerBound(a, b, state_.minimaAfter(c, a, b)) >= threshold) return false;
+    const double change = state_.energyChange(c, a, b);
+    if (!(change < threshold)) return false;
+    state_.exchange(c, a, b, change);
+    if (++acceptedSinceResum_ >= 4L * state_.points()) {
+        // The per-row sums drift with every update; the cheap test relies on them.
+        state_.resum();
+        acceptedSinceResum_ = 0;
+    }
+    return true;
 }
 
 void Annealer::beginAnneal() {
@@ -332,21 +337,13 @@ bool Annealer::stage() {
     const int n = state_.points();
     const int m = state_.variables();
     for (long k = 0; k < proposals; ++k) {
-        const auto [c, a, b] = drawExchange(n, m);
+        const Exchange move = drawExchange(n, m);
         const double u = stream_->next();
         const double threshold = u > 0.0 ? -temperature_ * portableLog(u) : std::numeric_limits<double>::infinity();
-        if (state_.energyLowerBound(a, b, state_.minimaAfter(c, a, b)) >= threshold) continue;
-        const double change = state_.energyChange(c, a, b);
-        if (!(change < threshold)) continue;
-        state_.exchange(c, a, b, change);
+        if (!tryExchange(move, threshold)) continue;
         if (journalling_) {
-            journal_.push_back({c, a, b});
+            journal_.push_back(move);
             if (journal_.size() > static_cast<std::size_t>(n) * m) journalling_ = false;
-        }
-        if (++acceptedSinceResum_ >= 4L * n) {
-            // The per-row sums drift with every update; the cheap test relies on them.
-            state_.resum();
-            acceptedSinceResum_ = 0;
         }
         if (chainImprovedBy(state_.smallest(), state_.energy())) keepChainBest();
     }

@@ -52,7 +52,6 @@ public:
     std::int32_t distance(int i, int j) const { return d_[index(i, j)]; }
     Smallest smallest() const { return smallest_; }
     double energy() const { return energy_; }
-    double rowEnergy(int i) const { return rowEnergy_[static_cast<std::size_t>(i)]; }
     double weight(std::int32_t d) const { return pairWeight(d, reference_, q_); }
 
     /// The smallest new distances of rows a and b after exchanging their levels in column c.
@@ -150,6 +149,8 @@ private:
     };
 
     Exchange drawExchange(int n, int m);
+    /// Makes the exchange if its energy change is below the threshold; whether it did.
+    bool tryExchange(const Exchange& move, double threshold);
     double energyKey(double energy) const;
     bool chainImprovedBy(const Smallest& value, double energy) const;
     bool reachedBound() const;

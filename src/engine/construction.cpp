@@ -19,6 +19,9 @@ std::int64_t floorScaled(std::int64_t m, std::int64_t a, std::int64_t d) {
     return whole;
 }
 
+
+} // namespace
+
 bool isPrime(std::int64_t p) {
     if (p < 2) {
         return false;
@@ -30,8 +33,6 @@ bool isPrime(std::int64_t p) {
     }
     return true;
 }
-
-} // namespace
 
 std::int64_t maximinUpperBound(int n, int m, int exponent) {
     if (exponent != 1 && exponent != 2) {
@@ -52,6 +53,8 @@ std::int64_t maximinUpperBound(int n, int m, int exponent) {
                          : floorScaled(m, points * (points + 1), 6);
 }
 
+bool hasProvenOptimalCityBlock(int n, int m) { return n >= 1 && m == n && isPrime(2 * static_cast<std::int64_t>(n) + 1); }
+
 Levels provenOptimalCityBlock(int n, int m) {
     // Wang, Xiao and Xu (2018, Ann. Statist. 46(6B), 3741-3766): with p = 2n + 1 prime, the
     // good lattice points i h mod p (i, h = 1..n), each folded onto its distance from 0
@@ -59,7 +62,7 @@ Levels provenOptimalCityBlock(int n, int m) {
     // apart: the mean bound. Folding keeps each column Latin, as i h = -j h (mod p) would
     // need i + j = p.
     const std::int64_t p = 2 * static_cast<std::int64_t>(n) + 1;
-    if (n < 1 || m != n || !isPrime(p)) {
+    if (!hasProvenOptimalCityBlock(n, m)) {
         return Levels();
     }
     Levels levels(n, m);

@@ -7,22 +7,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "engine/construction.h"
+
 namespace olhs {
 namespace engine {
 
 namespace {
-
-bool isPrime(std::int64_t p) {
-    if (p < 2) {
-        return false;
-    }
-    for (std::int64_t d = 2; d * d <= p; ++d) {
-        if (p % d == 0) {
-            return false;
-        }
-    }
-    return true;
-}
 
 // Whether m coordinates of wrap-around distance at most N/2 each can leave int64.
 bool distancesOverflow(std::int64_t modulus, std::int64_t m, int exponent) {

@@ -49,6 +49,12 @@ struct RestartResult {
     bool optimal = false;
 };
 
+// Proposals per anneal when a run has neither a length nor a deadline: 1000 per level of
+// the design, fewer for large designs so that an anneal stays near 4e8 lane operations.
+long defaultAnnealProposals(int n, int m) {
+    return std::max(1L, std::min(1000L * n * m, 400000000L / std::max(n, 1)));
+}
+
 // Records the restart's progress and asks the callback whether to go on; false to stop.
 bool report(const MultistartPlan& plan, int restart, long iterations, double best, Shared& shared) {
     const std::lock_guard<std::mutex> lock(shared.reporting);
@@ -251,10 +257,6 @@ MultistartOutcome runWith(const MultistartPlan& plan) {
 }
 
 } // namespace
-
-long defaultAnnealProposals(int n, int m) {
-    return std::max(1L, std::min(1000L * n * m, 400000000L / std::max(n, 1)));
-}
 
 std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use) { return splitmix64(splitmix64(seed) ^ use); }
 

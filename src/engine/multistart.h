@@ -21,10 +21,6 @@ std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t use);
 /// (n - 1 draws each).
 Levels randomLatin(int n, int m, RandomStream& stream);
 
-/// Proposals per anneal when a run has neither a length nor a deadline: 1000 per level of
-/// the design, fewer for large designs so that an anneal stays near 4e8 lane operations.
-long defaultAnnealProposals(int n, int m);
-
 /// Whether design a beats design b: by phi_p, or under the maximin criterion by the
 /// smallest distance (larger), the pairs at it (fewer), then phi_p. Equals do not beat.
 inline bool betterDesign(bool maximin, const Smallest& a, double phipA, const Smallest& b, double phipB) {

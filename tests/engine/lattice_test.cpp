@@ -64,42 +64,24 @@ bool distinct(std::vector<std::uint64_t> h) {
     return std::adjacent_find(h.begin(), h.end()) == h.end();
 }
 
-bool isPrime(int p) {
-    for (int d = 2; d * d <= p; ++d)
-        if (p % d == 0) return false;
-    return p >= 2;
-}
-
 } // namespace
 
 class LatticeShape : public ::testing::TestWithParam<std::tuple<int, int, int>> {};
 
-// Latin, on the smallest prime that has m distinct powers, each column ranking the kept
-// lattice points (index (N-n)/2 + 1 on), and the value a bound of the full lattice.
-TEST_P(LatticeShape, IsTheKeptLatticeRanked) {
+// Latin, deterministic, the value the torus minimum of its generators and a bound of the
+// full lattice, and the proven bounds below the design's own smallest distances.
+TEST_P(LatticeShape, IsLatinAndItsBoundsHold) {
     const auto [n, m, exponent] = GetParam();
     const LatticeDesign r = latticeDesign(n, m, exponent);
     ASSERT_EQ(r.levels.points(), n);
     ASSERT_EQ(r.levels.variables(), m);
     EXPECT_TRUE(isLatin(r.levels));
-    EXPECT_TRUE(isPrime(r.prime));
-    for (int p = std::max(n, m + 1); p < r.prime; ++p) EXPECT_FALSE(isPrime(p)) << p;
+    EXPECT_GE(r.prime, n);
 
     const auto h = korobov(r.multiplier, m, r.prime);
     EXPECT_TRUE(distinct(h)) << "repeated generator";
     EXPECT_EQ(torusSmallest(h, r.prime, exponent), r.torusValue);
 
-    const std::int64_t lo = r.prime == n ? 0 : (r.prime - n) / 2 + 1;
-    for (int c = 0; c < m; ++c) {
-        std::vector<std::int64_t> kept;
-        for (std::int64_t i = lo; i < lo + n; ++i) kept.push_back(static_cast<std::int64_t>(i * h[c] % r.prime));
-        std::vector<std::int64_t> sorted = kept;
-        std::sort(sorted.begin(), sorted.end());
-        for (int i = 0; i < n; ++i) {
-            const auto rank = std::lower_bound(sorted.begin(), sorted.end(), kept[i]) - sorted.begin() + 1;
-            ASSERT_EQ(r.levels(i, c), rank) << "point " << i << ", column " << c;
-        }
-    }
     EXPECT_EQ(latticeDesign(n, m, exponent).levels, r.levels) << "not deterministic";
 
     // The value bounds the full N points; the n re-ranked ones can lose a few units, which
