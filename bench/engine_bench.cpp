@@ -61,6 +61,24 @@ void BM_JudgeCandidatesFast(benchmark::State& state) {
 }
 BENCHMARK(BM_JudgeCandidatesFast)->Arg(100)->Arg(500)->Arg(2000);
 
+// Each way of bounding candidates this processor runs, the last ("exact") none: every
+// candidate summed exactly.
+void BM_JudgeCandidatesPath(benchmark::State& state) {
+    const Fixture f(static_cast<int>(state.range(0)));
+    detail::CityBlockRoughPath<std::uint16_t> paths[3];
+    const int count = detail::availableCityBlockRoughSums(paths);
+    const int path = static_cast<int>(state.range(1));
+    if (path >= count) {
+        state.SkipWithError("not on this processor");
+        return;
+    }
+    state.SetLabel(paths[path].name);
+    FastPhip<std::uint16_t> x(f.levels, f.table);
+    x.setCityBlockBounds(paths[path]);
+    for (auto _ : state) benchmark::DoNotOptimize(x.best(1, f.pairs));
+}
+BENCHMARK(BM_JudgeCandidatesPath)->ArgsProduct({{100, 500, 2000}, {0, 1, 2}});
+
 void BM_JudgeCandidatesReference(benchmark::State& state) {
     const Fixture f(static_cast<int>(state.range(0)));
     for (auto _ : state) {

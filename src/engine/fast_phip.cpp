@@ -77,7 +77,11 @@ FastPhip<Dist, Exponent>::FastPhip(Levels levels, std::shared_ptr<const PowerTab
             }
             exchangedTerms_ = detail::exchangedTerms();
             roughSums_ = detail::exchangeRoughSums();
+            roughPower_ = table_->wholePower();
         }
+    }
+    if constexpr (Exponent == 1) {
+        setCityBlockBounds(detail::cityBlockRoughSums<Dist>());
     }
     if (w_.empty()) {
         sums_.reset(d_.data(), n);
@@ -224,16 +228,84 @@ void FastPhip<Dist, Exponent>::exactSquared(int c, int a, int b, double& added, 
     }
 }
 
-// best() for squared distances with whole-power terms. Rough sums, in float terms and any
-// order, bound every candidate's (phi^p + added) - removed; only the candidates whose
-// bounds reach the window best() takes roots in are summed exactly, usually one or two.
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::setCityBlockBounds(const detail::CityBlockRoughPath<Dist>& path) {
+    // Terms d^-q for a whole q in [2, 64]: a float of (d / sigma)^q then spans the range
+    // that matters, and the bound's error stays far below the choice window.
+    if constexpr (Exponent == 1) {
+        const double p = table_->p();
+        const bool wholePower = p >= 2.0 && p <= 64.0 && p == std::floor(p);
+        cityBlockBounds_ = wholePower ? path.sums : nullptr;
+        reciprocalError_ = path.reciprocalError;
+        roughPower_ = cityBlockBounds_ ? static_cast<int>(p) : 0;
+        const int n = points();
+        rowTerms_.assign(cityBlockBounds_ ? static_cast<std::size_t>(n) : 0, 0.0);
+        rowError_.assign(rowTerms_.size(), 0.0);
+        for (std::size_t k = 0; k < rowTerms_.size(); ++k) {
+            sumRow(static_cast<int>(k));
+        }
+    } else {
+        (void)path;
+    }
+}
+
+namespace {
+constexpr double unit = 0x1.0p-53;
+// A kept row sum is recounted once its error bound passes this share of it.
+constexpr double rowDrift = 0x1.0p-40;
+} // namespace
+
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::sumRow(int k) {
+    const int n = points();
+    const Dist* row = d_.data() + static_cast<std::size_t>(k) * n;
+    const PowerTable& terms = *table_;
+    double sum = 0.0;
+    for (int j = 0; j < n; ++j) {
+        sum += j == k ? 0.0 : terms[row[j]];
+    }
+    rowTerms_[static_cast<std::size_t>(k)] = sum;
+    rowError_[static_cast<std::size_t>(k)] = 2.0 * n * unit * sum;
+}
+
+template <class Dist, int Exponent>
+void FastPhip<Dist, Exponent>::settle(int c, const std::vector<Pair>& pairs, const std::vector<int>& which,
+                                      double powered, std::vector<double>& base) const {
+    if constexpr (Exponent == 2) {
+        for (const int t : which) {
+            double added = 0.0, removed = 0.0;
+            exactSquared(c, pairs[static_cast<std::size_t>(t)].a - 1, pairs[static_cast<std::size_t>(t)].b - 1, added,
+                         removed);
+            base[static_cast<std::size_t>(t)] = (powered + added) - removed;
+        }
+    } else {
+        // Four at a time, as best() judges them without bounds.
+        double sums[8];
+        const std::size_t count = which.size();
+        for (std::size_t s = 0; s < count; s += 4) {
+            Pair group[4];
+            for (std::size_t l = 0; l < 4; ++l) {
+                group[l] = pairs[static_cast<std::size_t>(which[s + l < count ? s + l : s])];
+            }
+            judgeFour(c, group, sums);
+            for (std::size_t l = 0; l < 4 && s + l < count; ++l) {
+                base[static_cast<std::size_t>(which[s + l])] = (powered + sums[2 * l]) - sums[2 * l + 1];
+            }
+        }
+    }
+}
+
+// best() where every term is a whole power q of a reciprocal distance. Rough sums, in float
+// terms and any order, bound every candidate's (phi^p + added) - removed; only the
+// candidates whose bounds reach the window best() takes roots in are summed exactly,
+// usually one or two.
 template <class Dist, int Exponent>
 Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pairs, double powered) const {
     const int count = static_cast<int>(pairs.size());
     const int n = points();
     const std::size_t size = static_cast<std::size_t>(n);
     const double inverse = 1.0 / table_->p();
-    const int q = table_->wholePower();
+    const int q = roughPower_;
     // Terms are scaled by a power of two sigma^q near the largest the sum allows, so that
     // the float terms neither overflow nor lose their precision where they count.
     int sigmaExponent = 0;
@@ -241,20 +313,26 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
     --sigmaExponent;
     const std::int32_t* x = levels_.column(c);
     std::vector<double> low(static_cast<std::size_t>(count)), high(static_cast<std::size_t>(count));
+    std::vector<double> base(static_cast<std::size_t>(count));
     std::vector<char> known(static_cast<std::size_t>(count), 0);
     const bool scalable = powered > 0.0 && std::isfinite(powered) && sigmaExponent > -120 && sigmaExponent < 120 &&
                           static_cast<long>(q) * sigmaExponent > -1000 && static_cast<long>(q) * sigmaExponent < 1000;
     const double scale = std::ldexp(1.0, -q * sigmaExponent);
     const float inverseSigma = std::ldexp(1.0f, -sigmaExponent);
     // Added in any order, N non-negative doubles are within gamma of their sum; the table's
-    // terms within an ulp of s^-q; each float term within roughSumsError, or, away from
+    // terms within an ulp of d^-q; each float term within roughSumsError, or, away from
     // normal floats, within two of the smallest normal float of its true value.
     const double gamma = 2.0 * n * 0x1.0p-53 / (1.0 - 2.0 * n * 0x1.0p-53);
-    const double spreadAdded = detail::roughSumsError(q) + 3.0 * gamma + 0x1.0p-50;
-    const double spreadRemoved = 3.0 * gamma + 0x1.0p-50;
+    const double termError = Exponent == 2 ? detail::roughSumsError(q) : detail::cityBlockRoughError(q, reciprocalError_);
+    const double spreadRough = termError + 3.0 * gamma + 0x1.0p-50;
+    const double spreadExact = 3.0 * gamma + 0x1.0p-50;
     const double slack = 8.0 * n * static_cast<double>(std::numeric_limits<float>::min());
     const double tiny = std::numeric_limits<double>::min();
     constexpr double infinity = std::numeric_limits<double>::infinity();
+    auto roughHigh = [&](double scaled) { return (scaled * (1.0 + spreadRough) + slack) * scale + tiny; };
+    auto roughLow = [&](double scaled) {
+        return std::max(0.0, (scaled * (1.0 - spreadRough) - slack) * scale - tiny);
+    };
     for (int t = 0; t < count; ++t) {
         const int a = pairs[static_cast<std::size_t>(t)].a - 1;
         const int b = pairs[static_cast<std::size_t>(t)].b - 1;
@@ -263,16 +341,36 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
         if (!scalable) {
             continue;
         }
-        const detail::RoughSums sums =
-            roughSums_(row32(a), row32(b), w_.data() + a * size, w_.data() + b * size, x, n, a, b, x[a], x[b],
-                       inverseSigma, q);
-        if (!(sums.scaledAdded < 0x1.0p100) || !(sums.removed < infinity)) {
-            continue;
+        double addedLow, addedHigh, removedLow, removedHigh;
+        if constexpr (Exponent == 2) {
+            const detail::RoughSums sums =
+                roughSums_(row32(a), row32(b), w_.data() + a * size, w_.data() + b * size, x, n, a, b, x[a], x[b],
+                           inverseSigma, q);
+            if (!(sums.scaledAdded < 0x1.0p100) || !(sums.removed < infinity)) {
+                continue;
+            }
+            addedLow = roughLow(sums.scaledAdded);
+            addedHigh = roughHigh(sums.scaledAdded);
+            removedHigh = sums.removed * (1.0 + spreadExact) + tiny;
+            removedLow = std::max(0.0, sums.removed * (1.0 - spreadExact) - tiny);
+        } else {
+            const double scaledAdded = cityBlockBounds_(d_.data() + a * size, d_.data() + b * size, x, n, a, b,
+                                                        x[a], x[b], inverseSigma, q);
+            // What leaves is both rows' kept sums but for the pair itself, which stays.
+            const double rowA = rowTerms_[static_cast<std::size_t>(a)];
+            const double rowB = rowTerms_[static_cast<std::size_t>(b)];
+            const double own = (*table_)[d_[a * size + b]];
+            const double removed = (rowA + rowB) - 2.0 * own;
+            const double error = rowError_[static_cast<std::size_t>(a)] + rowError_[static_cast<std::size_t>(b)] +
+                                 4.0 * unit * (rowA + rowB + 2.0 * own);
+            if (!(scaledAdded >= 0.0 && scaledAdded < 0x1.0p100) || !(removed < infinity) || !(error < infinity)) {
+                continue;
+            }
+            addedLow = roughLow(scaledAdded);
+            addedHigh = roughHigh(scaledAdded);
+            removedHigh = (removed + error) * (1.0 + spreadExact) + tiny;
+            removedLow = std::max(0.0, (removed - error) * (1.0 - spreadExact) - tiny);
         }
-        const double addedHigh = (sums.scaledAdded * (1.0 + spreadAdded) + slack) * scale + tiny;
-        const double addedLow = std::max(0.0, (sums.scaledAdded * (1.0 - spreadAdded) - slack) * scale - tiny);
-        const double removedHigh = sums.removed * (1.0 + spreadRemoved) + tiny;
-        const double removedLow = std::max(0.0, sums.removed * (1.0 - spreadRemoved) - tiny);
         // Rounding is monotone: the exact base lies between these.
         const double lo = (powered + addedLow) - removedHigh;
         const double hi = (powered + addedHigh) - removedLow;
@@ -281,23 +379,22 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
             high[t] = hi;
         }
     }
-    std::vector<double> base(static_cast<std::size_t>(count));
-    auto settle = [&](int t) {
-        if (!known[t]) {
-            double added = 0.0, removed = 0.0;
-            exactSquared(c, pairs[static_cast<std::size_t>(t)].a - 1, pairs[static_cast<std::size_t>(t)].b - 1, added,
-                         removed);
-            base[t] = (powered + added) - removed;
+    std::vector<int> which;
+    auto settleWhich = [&] {
+        settle(c, pairs, which, powered, base);
+        for (const int t : which) {
             low[t] = high[t] = base[t];
             known[t] = 1;
         }
+        which.clear();
     };
 
     // best()'s rule on the candidates that can matter: a base that is not certainly
     // non-negative, the smallest non-negative one, and every one that may lie within the
     // window above it.
     if (!(low[0] >= 0.0)) {
-        settle(0);
+        which.push_back(0);
+        settleWhich();
         if (!(base[0] >= 0.0)) {
             return {0, std::pow(base[0], inverse)};
         }
@@ -308,14 +405,19 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
             bound = std::min(bound, high[t]);
         }
     }
-    const double reach = bound + bound * 0x1.0p-20;
+    // pow's roots of bases further apart than this are ordered as the bases, with room to
+    // spare for p up to 128: a wider window would only settle more candidates.
+    const double reach = bound + bound * 0x1.0p-40;
+    for (int t = 0; t < count; ++t) {
+        if (!known[t] && high[t] >= 0.0 && low[t] <= reach) {
+            which.push_back(t);
+        }
+    }
+    settleWhich();
     double smallest = infinity;
     for (int t = 0; t < count; ++t) {
-        if (high[t] >= 0.0 && low[t] <= reach) {
-            settle(t);
-            if (base[t] >= 0.0 && base[t] < smallest) {
-                smallest = base[t];
-            }
+        if (known[t] && base[t] >= 0.0 && base[t] <= reach && base[t] < smallest) {
+            smallest = base[t];
         }
     }
     const double near = smallest + smallest * 0x1.0p-20;
@@ -337,7 +439,7 @@ Choice FastPhip<Dist, Exponent>::best(int c, const std::vector<Pair>& pairs) con
     const double p = table_->p();
     const double inverse = 1.0 / p;
     const double powered = std::pow(phip_, p);
-    if (!w_.empty() && count > 0 && p > 1.0 && std::isfinite(p)) {
+    if (roughPower_ > 0 && count > 0 && p > 1.0 && std::isfinite(p)) {
         return bestBounded(c, pairs, powered);
     }
     // (phi^p + added) - removed for each candidate; the value is its (1/p)-th power.
@@ -411,15 +513,35 @@ void FastPhip<Dist, Exponent>::exchange(int c, int a, int b) {
     } else {
         sums_.beginChange(d_.data(), n, a, b);
     }
+    const bool keptRows = !rowTerms_.empty();
+    const PowerTable& table = *table_;
     for (int k = 0; k < n; ++k) {
         if (k == a || k == b) {
             continue;
         }
         const std::int32_t delta = lift<Exponent>(xb - x[k]) - lift<Exponent>(xa - x[k]);
-        rowA[k] = static_cast<Dist>(rowA[k] + delta);
-        rowB[k] = static_cast<Dist>(rowB[k] - delta);
+        const Dist oldA = rowA[k];
+        const Dist oldB = rowB[k];
+        rowA[k] = static_cast<Dist>(oldA + delta);
+        rowB[k] = static_cast<Dist>(oldB - delta);
         d_[k * size + a] = rowA[k];
         d_[k * size + b] = rowB[k];
+        if (keptRows) {
+            // Two pairs of row k change; each rounding errs by at most a unit of its result.
+            const double newTerms = table[rowA[k]] + table[rowB[k]];
+            const double oldTerms = table[oldA] + table[oldB];
+            double& sum = rowTerms_[static_cast<std::size_t>(k)];
+            double& error = rowError_[static_cast<std::size_t>(k)];
+            sum += newTerms - oldTerms;
+            error += 4.0 * unit * (newTerms + oldTerms + sum);
+            if (!(error <= rowDrift * sum)) {
+                sumRow(k);
+            }
+        }
+    }
+    if (keptRows) {
+        sumRow(a);
+        sumRow(b);
     }
     if (terms) {
         double* termsA = w_.data() + a * size;

@@ -9,6 +9,7 @@
 #include "engine/levels.h"
 #include "engine/power_table.h"
 #include "engine/choice.h"
+#include "engine/city_block_bounds.h"
 #include "engine/exact_sum.h"
 #include "engine/fast_phip_squared.h"
 #include "engine/sampling.h"
@@ -75,9 +76,16 @@ public:
     /// phi_p from the whole distance matrix, summed in pair order.
     void resum();
 
+    /// For tests and benchmarks: which version bounds city-block candidates before the
+    /// exact sums (null: every candidate summed exactly). best() chooses the same either way.
+    void setCityBlockBounds(const detail::CityBlockRoughPath<Dist>& path);
+
 private:
     void judgeFour(int c, const Pair* pairs, double* sums) const;
     Choice bestBounded(int c, const std::vector<Pair>& pairs, double powered) const;
+    /// Bases (phi^p + added) - removed of the listed candidates, as judging them gives.
+    void settle(int c, const std::vector<Pair>& pairs, const std::vector<int>& which, double powered,
+                std::vector<double>& base) const;
     void exactSquared(int c, int a, int b, double& added, double& removed) const;
     double incremental(double added, double removed) const;
 
@@ -96,6 +104,19 @@ private:
     ExactRowSums<double> termSums_;
     detail::ExchangedTerms exchangedTerms_ = nullptr;
     detail::ExchangeRoughSums roughSums_ = nullptr;
+    /// Recounts row k's share of the sum and its error bound.
+    void sumRow(int k);
+
+    /// City-block distances with whole-power terms d^-q: how candidates are bounded.
+    detail::CityBlockRoughSums<Dist> cityBlockBounds_ = nullptr;
+    /// How far the bounds' reciprocals may be from the quotients.
+    double reciprocalError_ = 0.0;
+    /// With those bounds, per point k the sum of the terms of its pairs, kept through
+    /// exchanges, and a bound on that sum's distance from the exact one.
+    std::vector<double> rowTerms_;
+    std::vector<double> rowError_;
+    /// q of the terms bestBounded() bounds: 0 where every candidate is summed exactly.
+    int roughPower_ = 0;
 };
 
 extern template class FastPhip<std::uint16_t, 1>;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -92,11 +93,16 @@ testing::AssertionResult sameState(const FastPhip<Dist>& fast, const Reference& 
 
 // Walks a design through accepted moves, checking every candidate value, every choice and
 // every state on the way against the reference.
+// With `worse`, every other move is the first candidate instead of the best, as threshold
+// acceptance allows: designs then reach pairs far closer than the current smallest.
 template <class Dist>
-void walk(Levels start, int steps, RandomStream& stream, double p = 50.0) {
+void walk(Levels start, int steps, RandomStream& stream, double p = 50.0, int boundingPath = 0, bool worse = false) {
     const int n = start.points(), m = start.variables();
     const auto table = tableFor(n, m, p);
     FastPhip<Dist> fast(start, table);
+    detail::CityBlockRoughPath<Dist> paths[3];
+    const int available = detail::availableCityBlockRoughSums(paths);
+    fast.setCityBlockBounds(paths[std::min(boundingPath, available - 1)]);
     Reference ref(start, table);
     ASSERT_TRUE(sameState(fast, ref));
     std::vector<Pair> pairs;
@@ -108,7 +114,7 @@ void walk(Levels start, int steps, RandomStream& stream, double p = 50.0) {
         const Choice mine = fast.best(column, pairs), expected = ref.best(column, pairs);
         ASSERT_EQ(mine.index, expected.index) << "step " << step;
         ASSERT_TRUE(sameBits(mine.value, expected.value)) << "step " << step;
-        const Pair chosen = pairs[static_cast<std::size_t>(mine.index)];
+        const Pair chosen = pairs[static_cast<std::size_t>(worse && step % 2 == 1 ? 0 : mine.index)];
         fast.exchange(column, chosen.a - 1, chosen.b - 1);
         fast.resum();
         ref.accept(column, chosen.a - 1, chosen.b - 1);
@@ -116,23 +122,47 @@ void walk(Levels start, int steps, RandomStream& stream, double p = 50.0) {
     }
 }
 
-TEST(FastPhip, EveryValueHasTheReferenceBits) {
+// Each way of bounding candidates before their exact sums (by instruction set, and none),
+// named in the test's name so that the log shows which ran on this processor.
+std::vector<std::string> boundingPaths() {
+    detail::CityBlockRoughPath<std::uint16_t> paths[3];
+    const int count = detail::availableCityBlockRoughSums(paths);
+    std::vector<std::string> names;
+    for (int k = 0; k < count; ++k) names.push_back(paths[k].name);
+    return names;
+}
+
+class FastPhipPath : public testing::TestWithParam<std::string> {
+protected:
+    int path() const {
+        const std::vector<std::string> names = boundingPaths();
+        return static_cast<int>(std::find(names.begin(), names.end(), GetParam()) - names.begin());
+    }
+};
+
+TEST_P(FastPhipPath, EveryValueHasTheReferenceBits) {
     std::mt19937_64 rng(1);
     RandomStream stream(2);
-    for (int n : {2, 3, 4, 5, 9, 23, 64, 150}) {
+    for (int n : {2, 3, 4, 5, 9, 23, 64, 150, 333}) {
         for (int m : {2, 3, 7}) {
             SCOPED_TRACE(testing::Message() << n << " x " << m);
             const Levels start = randomLatin(n, m, rng);
-            walk<std::uint16_t>(start, 12, stream);
-            walk<std::uint32_t>(start, 12, stream);
+            walk<std::uint16_t>(start, 12, stream, 50.0, path());
+            walk<std::uint32_t>(start, 12, stream, 50.0, path());
         }
     }
-    // Other exponents: the choice among candidates must not rely on p = 50.
-    for (double p : {1.0, 0.5, 2.0, 7.5}) {
+    // Other exponents: the choice among candidates must not rely on p = 50, and whole
+    // ones are bounded with the powers walked at run time.
+    for (double p : {1.0, 0.5, 2.0, 7.5, 9.0, 64.0}) {
         SCOPED_TRACE(testing::Message() << "p = " << p);
-        walk<std::uint16_t>(randomLatin(30, 4, rng), 8, stream, p);
+        walk<std::uint16_t>(randomLatin(30, 4, rng), 8, stream, p, path());
     }
+    SCOPED_TRACE("worse moves");
+    walk<std::uint16_t>(randomLatin(90, 4, rng), 300, stream, 50.0, path(), true);
 }
+
+INSTANTIATE_TEST_SUITE_P(Bounds, FastPhipPath, testing::ValuesIn(boundingPaths()),
+                         [](const testing::TestParamInfo<std::string>& info) { return info.param; });
 
 TEST(FastPhip, DistancesUpToTheTopOfTheType) {
     // Every column in point order puts the first and last points m (n - 1) apart: 65400,
@@ -218,7 +248,7 @@ TEST_P(FastPhipSquared, ChoicesAndSumsHaveThePlainBits) {
         const Choice mine = fast.best(column, pairs);
         ASSERT_EQ(mine.index, expected.index) << "step " << step;
         ASSERT_TRUE(sameBits(mine.value, expected.value)) << "step " << step;
-        const Pair chosen = pairs[static_cast<std::size_t>(mine.index)];
+        const Pair chosen = pairs[static_cast<std::size_t>(step % 2 == 1 ? 0 : mine.index)];
         fast.exchange(column, chosen.a - 1, chosen.b - 1);
         fast.resum();
         plain.levels.exchange(column, chosen.a - 1, chosen.b - 1);
