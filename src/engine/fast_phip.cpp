@@ -29,7 +29,7 @@ bool isLatin(const Levels& levels) {
 namespace {
 // Below this many points the plain sum of a few thousand terms costs less than keeping the
 // exact one up to date (measured with engine_bench and time_search).
-constexpr int plainSumBelow = 240;
+constexpr int plainSumBelow = 64;
 } // namespace
 
 template <class Dist, int Exponent>
