@@ -29,7 +29,9 @@ template <class Dist>
 class ExactRowSums {
 public:
     /// Keeps a reference to the table (kept unchanged); under plainBelow points, sums plainly.
-    explicit ExactRowSums(const std::vector<double>& table, int plainBelow = 128);
+    /// With `wide` false, it counts units one pair of terms at a time on any processor (the
+    /// wide and narrow ways give the same units).
+    explicit ExactRowSums(const std::vector<double>& table, int plainBelow = 128, bool wide = true);
 
     /// Forgets all that is known of D: its contents are new.
     void reset(const Dist* D, int n);
@@ -61,6 +63,8 @@ private:
 
     const double* table_;
     int plainBelow_;
+    /// The units of a block's terms: four lanes at a time where the processor has AVX2.
+    std::uint64_t (*sumUnits_)(const double* table, const Dist* row, int count, unsigned f);
     int n_ = -1;
     std::size_t blocks_ = 0;
     std::vector<std::size_t> rowBlock_;
