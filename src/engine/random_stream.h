@@ -17,6 +17,10 @@ void refreshWords(std::uint64_t* state);
 void refreshWide(std::uint64_t* state);
 /// Whether the processor runs the AVX2 refresh.
 bool hasWideRefresh();
+/// The same refresh in AVX-512 code; call only where hasWidestRefresh().
+void refreshWidest(std::uint64_t* state);
+/// Whether the processor runs the AVX-512 refresh.
+bool hasWidestRefresh();
 } // namespace detail
 
 /// The 64-bit Mersenne Twister: the outputs of std::mt19937_64 for every seed, with a

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <functional>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -64,20 +65,29 @@ TEST(Mt19937_64, FollowsTheStandardEngineThroughDrawsDiscardsReseedsAndCopies) {
     }
 }
 
-TEST(Mt19937_64, WideRefreshGivesThePortableWords) {
-    if (!olhs::engine::detail::hasWideRefresh()) GTEST_SKIP() << "no AVX2 here";
+// The vector refreshes against the portable one, each where the processor has it: the
+// test's name says which ran.
+class WideRefresh : public testing::TestWithParam<std::string> {};
+
+TEST_P(WideRefresh, GivesThePortableWords) {
+    using namespace olhs::engine::detail;
+    const bool widest = GetParam() == "avx512";
+    if (!(widest ? hasWidestRefresh() : hasWideRefresh())) GTEST_SKIP() << "not on this processor";
     std::mt19937_64 words(9);
     for (int round = 0; round < 200; ++round) {
         std::uint64_t portable[312], wide[312];
         for (std::uint64_t& w : portable) w = round == 0 ? 0 : round == 1 ? ~std::uint64_t{0} : words();
         std::copy(std::begin(portable), std::end(portable), wide);
         for (int refresh = 0; refresh < 3; ++refresh) {
-            olhs::engine::detail::refreshWords(portable);
-            olhs::engine::detail::refreshWide(wide);
+            refreshWords(portable);
+            (widest ? refreshWidest : refreshWide)(wide);
             ASSERT_TRUE(std::equal(std::begin(portable), std::end(portable), wide)) << "round " << round;
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Paths, WideRefresh, testing::Values("avx2", "avx512"),
+                         [](const testing::TestParamInfo<std::string>& info) { return info.param; });
 
 TEST(RandomStream, DrawsTheLegacyFormulaOrTheHostAndHandsTheGeneratorBack) {
     EXPECT_EQ(RandomStream::defaultSeed, CRand::defaultSeed);
