@@ -157,10 +157,10 @@ struct Avx512Lanes {
 
 // Thirty-two lanes of k a step, so that four chains of products overlap.
 template <class Dist, int Q>
-[[gnu::target("avx512f,avx512bw,avx512vl")]] double avx512Body(const Dist* rowA, const Dist* rowB,
-                                                              const std::int32_t* x, int count, int a, int b,
-                                                              std::int32_t xa, std::int32_t xb, float inverseSigma,
-                                                              int q) {
+[[gnu::target("avx512f,avx512bw,avx512vl")]] RoughAdded avx512Body(const Dist* rowA, const Dist* rowB,
+                                                                  const std::int32_t* x, int count, int a, int b,
+                                                                  std::int32_t xa, std::int32_t xb,
+                                                                  float inverseSigma, int q, double giveUpAbove) {
     Avx512Lanes<Dist> v;
     v.lanes = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     v.pointA = _mm512_set1_epi32(a), v.pointB = _mm512_set1_epi32(b);
@@ -175,8 +175,12 @@ template <class Dist, int Q>
         roughTerms<Q>(a0, b0, a1, b1, q, Avx512Reciprocal());
         const __m512 four = _mm512_add_ps(_mm512_maskz_add_ps(keep0, a0, b0), _mm512_maskz_add_ps(keep1, a1, b1));
         added = _mm512_add_pd(added, _mm512_add_pd(lowHalf(four), highHalf(four)));
+        if ((k & 63) == 32 && k + 32 < count) {
+            const double part = _mm512_reduce_add_pd(added);
+            if (part > giveUpAbove) return {part, false};
+        }
     }
-    return _mm512_reduce_add_pd(added);
+    return {_mm512_reduce_add_pd(added), true};
 }
 
 // ---- AVX2: eight lanes of k.
@@ -225,8 +229,9 @@ struct Avx2Lanes {
 };
 
 template <class Dist, int Q>
-[[gnu::target("avx2")]] double avx2Body(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count, int a,
-                                       int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q) {
+[[gnu::target("avx2")]] RoughAdded avx2Body(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count,
+                                           int a, int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q,
+                                           double giveUpAbove) {
     Avx2Lanes<Dist> v;
     v.lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
     v.pointA = _mm256_set1_epi32(a), v.pointB = _mm256_set1_epi32(b);
@@ -244,24 +249,28 @@ template <class Dist, int Q>
         const __m256 four = _mm256_add_ps(_mm256_andnot_ps(skip0, _mm256_add_ps(a0, b0)),
                                           _mm256_andnot_ps(skip1, _mm256_add_ps(a1, b1)));
         added = _mm256_add_pd(added, _mm256_add_pd(lowHalf(four), highHalf(four)));
+        if ((k & 63) == 48 && k + 16 < count) {
+            const double part = total(added);
+            if (part > giveUpAbove) return {part, false};
+        }
     }
-    return tail(total(added), k, rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q);
+    return {tail(total(added), k, rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q), true};
 }
 
 // phi_p's usual p = 50 has its walk unrolled; other powers walk the bits of q.
 template <class Dist>
-[[gnu::target("avx512f,avx512bw,avx512vl")]] double avx512Sums(const Dist* rowA, const Dist* rowB, const std::int32_t* x,
+[[gnu::target("avx512f,avx512bw,avx512vl")]] RoughAdded avx512Sums(const Dist* rowA, const Dist* rowB, const std::int32_t* x,
                                                 int count, int a, int b, std::int32_t xa, std::int32_t xb,
-                                                float inverseSigma, int q) {
-    return q == 50 ? avx512Body<Dist, 50>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q)
-                   : avx512Body<Dist, 0>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q);
+                                                float inverseSigma, int q, double giveUpAbove) {
+    return q == 50 ? avx512Body<Dist, 50>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q, giveUpAbove)
+                   : avx512Body<Dist, 0>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q, giveUpAbove);
 }
 
 template <class Dist>
-[[gnu::target("avx2")]] double avx2Sums(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count,
-                                           int a, int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q) {
-    return q == 50 ? avx2Body<Dist, 50>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q)
-                   : avx2Body<Dist, 0>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q);
+[[gnu::target("avx2")]] RoughAdded avx2Sums(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count,
+                                           int a, int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q, double giveUpAbove) {
+    return q == 50 ? avx2Body<Dist, 50>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q, giveUpAbove)
+                   : avx2Body<Dist, 0>(rowA, rowB, x, count, a, b, xa, xb, inverseSigma, q, giveUpAbove);
 }
 #endif
 

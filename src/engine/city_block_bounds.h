@@ -17,9 +17,17 @@ namespace detail {
 /// four to a lane in float.
 double cityBlockRoughError(int q, double reciprocalError);
 
+/// The sum, or, once a partial sum passes giveUpAbove, that partial sum (all the terms are
+/// positive, so it bounds the whole from below).
+struct RoughAdded {
+    double scaled;
+    bool whole;
+};
+
 template <class Dist>
-using CityBlockRoughSums = double (*)(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count,
-                                          int a, int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q);
+using CityBlockRoughSums = RoughAdded (*)(const Dist* rowA, const Dist* rowB, const std::int32_t* x, int count,
+                                          int a, int b, std::int32_t xa, std::int32_t xb, float inverseSigma, int q,
+                                          double giveUpAbove);
 
 /// One instruction set's version.
 template <class Dist>

@@ -333,6 +333,7 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
     auto roughLow = [&](double scaled) {
         return std::max(0.0, (scaled * (1.0 - spreadRough) - slack) * scale - tiny);
     };
+    double bestHigh = infinity; // the smallest bound above a base known non-negative
     for (int t = 0; t < count; ++t) {
         const int a = pairs[static_cast<std::size_t>(t)].a - 1;
         const int b = pairs[static_cast<std::size_t>(t)].b - 1;
@@ -354,8 +355,6 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
             removedHigh = sums.removed * (1.0 + spreadExact) + tiny;
             removedLow = std::max(0.0, sums.removed * (1.0 - spreadExact) - tiny);
         } else {
-            const double scaledAdded = cityBlockBounds_(d_.data() + a * size, d_.data() + b * size, x, n, a, b,
-                                                        x[a], x[b], inverseSigma, q);
             // What leaves is both rows' kept sums but for the pair itself, which stays.
             const double rowA = rowTerms_[static_cast<std::size_t>(a)];
             const double rowB = rowTerms_[static_cast<std::size_t>(b)];
@@ -363,12 +362,30 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
             const double removed = (rowA + rowB) - 2.0 * own;
             const double error = rowError_[static_cast<std::size_t>(a)] + rowError_[static_cast<std::size_t>(b)] +
                                  4.0 * unit * (rowA + rowB + 2.0 * own);
-            if (!(scaledAdded >= 0.0 && scaledAdded < 0x1.0p100) || !(removed < infinity) || !(error < infinity)) {
+            if (!(removed < infinity) || !(error < infinity)) {
+                continue;
+            }
+            removedHigh = (removed + error) * (1.0 + spreadExact) + tiny;
+            // A candidate whose added terms alone lift its base clear above a base already
+            // bounded cannot be chosen, nor come near the choice: its sum stops early.
+            double giveUp = infinity;
+            if (bestHigh < infinity) {
+                const double clear = bestHigh + bestHigh * 0x1.0p-30 +
+                                     0x1.0p-48 * (powered + removedHigh + bestHigh) - powered + removedHigh;
+                giveUp = (((clear + tiny) / scale + slack) / (1.0 - spreadRough)) * (1.0 + 0x1.0p-20);
+            }
+            const detail::RoughAdded sums = cityBlockBounds_(d_.data() + a * size, d_.data() + b * size, x, n, a, b,
+                                                             x[a], x[b], inverseSigma, q, giveUp);
+            const double scaledAdded = sums.scaled;
+            if (!sums.whole) {
+                low[t] = infinity;
+                continue;
+            }
+            if (!(scaledAdded >= 0.0 && scaledAdded < 0x1.0p100)) {
                 continue;
             }
             addedLow = roughLow(scaledAdded);
             addedHigh = roughHigh(scaledAdded);
-            removedHigh = (removed + error) * (1.0 + spreadExact) + tiny;
             removedLow = std::max(0.0, (removed - error) * (1.0 - spreadExact) - tiny);
         }
         // Rounding is monotone: the exact base lies between these.
@@ -377,6 +394,9 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
         if (lo == lo && hi == hi) {
             low[t] = lo;
             high[t] = hi;
+            if (lo >= 0.0) {
+                bestHigh = std::min(bestHigh, hi);
+            }
         }
     }
     std::vector<int> which;
