@@ -30,8 +30,16 @@ bool ProgressLine::operator()(const olhs::Progress& progress) {
     }
     lastDrawn_ = progress.elapsedSeconds;
     char text[200];
-    int length = std::snprintf(text, sizeof text, "olhs: restarts %d/%d done, best phi_p %.6g, %.1f s", finished_,
+    int length = 0;
+    if (progress.phase == olhs::Phase::Searching) {
+        length = std::snprintf(text, sizeof text, "olhs: restarts %d/%d done, best phi_p %.6g, %.1f s", finished_,
                                restarts_, progress.bestPhip, progress.elapsedSeconds);
+    } else {
+        length = std::snprintf(text, sizeof text, "olhs: %s, %.0f%% done, %.1f s",
+                               progress.phase == olhs::Phase::BuildingLattice ? "choosing the lattice design"
+                                                                              : "measuring every pair",
+                               100.0 * progress.fractionDone, progress.elapsedSeconds);
+    }
     if (budget_ > 0.0 && length > 0 && static_cast<std::size_t>(length) < sizeof text) {
         length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), ", %.1f s left",
                                 std::max(0.0, budget_ - progress.elapsedSeconds));

@@ -47,12 +47,24 @@ enum class StopReason {
     Constructed ///< the design is the lattice construction; no search ran (Start::Auto, large n)
 };
 
-/// What the progress callback is told, after each outer iteration of a restart.
+/// What a run is busy with when it reports progress.
+enum class Phase {
+    Searching,       ///< restarts of the search
+    BuildingLattice, ///< choosing the lattice design (large designs)
+    Measuring        ///< measuring every pair of the finished design (large designs)
+};
+
+/// What the progress callback is told: after each outer iteration of a restart, and at
+/// least ten times a second while a large design is built or measured.
 struct Progress {
     int restart;           ///< restart that reports, from 0
     long iteration;        ///< its outer iterations so far
-    double bestPhip;       ///< best phi_p of all restarts so far
+    double bestPhip;       ///< best phi_p of all restarts so far (NaN before any is known)
     double elapsedSeconds; ///< since optimize() began
+    Phase phase = Phase::Searching;
+    /// Share of a lattice's candidates tried, or of the pairs measured, from 0 to 1 (0
+    /// while searching).
+    double fractionDone = 0.0;
 };
 
 /// Settings of optimize(); every field has a default. The defaults were measured on a

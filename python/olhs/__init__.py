@@ -184,7 +184,9 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     progress : callable, optional
         Called as ``progress(info)`` after each outer iteration of each restart, one call
         at a time and from the search's threads, with an ``olhs.Progress`` (restart,
-        iteration, best_phi_p, elapsed_seconds). Returning False (or any false value
+        iteration, best_phi_p, elapsed_seconds, phase, fraction_done); for large designs
+        also ten times a second while the lattice is chosen or the pairs measured (phase
+        "building lattice" or "measuring"). Returning False (or any false value
         other than None) stops the search, which then returns the best design so far;
         an exception stops it and is raised here.
 

@@ -15,7 +15,8 @@ Start = Literal["auto", "random", "lattice"]
 Placement = Literal["centered", "grid", "jittered"]
 
 class Progress:
-    """What a progress callable is given after each outer iteration of a restart."""
+    """What a progress callable is given after each outer iteration of a restart, and ten
+    times a second while a large design is built or measured."""
     @property
     def restart(self) -> int: ...
     @property
@@ -24,6 +25,10 @@ class Progress:
     def best_phi_p(self) -> float: ...
     @property
     def elapsed_seconds(self) -> float: ...
+    @property
+    def phase(self) -> Literal["searching", "building lattice", "measuring"]: ...
+    @property
+    def fraction_done(self) -> float: ...
 
 def optimal_lhs(
     n: int,

@@ -350,21 +350,40 @@ py::dict augment(const Design& design, int k, std::uint64_t seed, int restarts, 
     return out;
 }
 
+std::string phaseName(const olhs::Progress& progress) {
+    switch (progress.phase) {
+    case olhs::Phase::BuildingLattice:
+        return "building lattice";
+    case olhs::Phase::Measuring:
+        return "measuring";
+    case olhs::Phase::Searching:
+        break;
+    }
+    return "searching";
+}
+
 } // namespace
 
 PYBIND11_MODULE(_olhs, module) {
     module.doc() = "Compiled core of the olhs package; use the functions of olhs instead.";
 
     py::class_<olhs::Progress>(module, "Progress",
-                               "What a progress callable is given after each outer iteration of a restart.")
+                               "What a progress callable is given after each outer iteration of a restart, and "
+                               "ten times a second while a large design is built or measured.")
         .def_readonly("restart", &olhs::Progress::restart, "Restart that reports, from 0.")
         .def_readonly("iteration", &olhs::Progress::iteration, "Its outer iterations so far.")
         .def_readonly("best_phi_p", &olhs::Progress::bestPhip, "Best phi_p of all restarts so far.")
         .def_readonly("elapsed_seconds", &olhs::Progress::elapsedSeconds, "Seconds since the search began.")
+        .def_property_readonly("phase", &phaseName,
+                               "'searching', or for large designs 'building lattice' or 'measuring'.")
+        .def_readonly("fraction_done", &olhs::Progress::fractionDone,
+                      "Share of the lattice built or of the pairs measured, 0 to 1 (0 while searching).")
         .def("__repr__", [](const olhs::Progress& p) {
             return "Progress(restart=" + std::to_string(p.restart) + ", iteration=" + std::to_string(p.iteration) +
                    ", best_phi_p=" + py::repr(py::float_(p.bestPhip)).cast<std::string>() +
-                   ", elapsed_seconds=" + py::repr(py::float_(p.elapsedSeconds)).cast<std::string>() + ")";
+                   ", elapsed_seconds=" + py::repr(py::float_(p.elapsedSeconds)).cast<std::string>() +
+                   ", phase='" + phaseName(p) +
+                   "', fraction_done=" + py::repr(py::float_(p.fractionDone)).cast<std::string>() + ")";
         });
 
     module.def("optimize", &optimize, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("restarts"),

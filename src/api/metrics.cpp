@@ -221,7 +221,8 @@ void rowDistances(const std::vector<std::int64_t>& byColumn, std::size_t rows, s
                                                                                squared);
 }
 
-PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p) {
+PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p,
+                           const std::function<bool(double)>& keepGoing) {
     const std::size_t rows = static_cast<std::size_t>(n);
     const std::size_t columns = static_cast<std::size_t>(m);
     const std::vector<std::int64_t> byColumn = levelsByColumn(levels, n, m);
@@ -257,6 +258,7 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
     const std::size_t chunks = (rows - 1 + chunkRows - 1) / chunkRows;
     std::vector<std::vector<std::int64_t>> buffer(slots, std::vector<std::int64_t>(chunkRows * rows));
     std::vector<bool> ready(slots, false);
+    bool stop = false; // the caller asked to stop: the helper leaves at its next chunk
     std::mutex guard;
     std::condition_variable changed;
     PairSummary helped = fresh();
@@ -266,7 +268,8 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
             const std::size_t slot = (k / 2) % slots;
             {
                 std::unique_lock<std::mutex> lock(guard);
-                changed.wait(lock, [&] { return !ready[slot]; });
+                changed.wait(lock, [&] { return !ready[slot] || stop; });
+                if (stop) return;
             }
             for (std::size_t i = k * chunkRows; i < std::min(rows - 1, (k + 1) * chunkRows); ++i) {
                 const std::int64_t* d = measuredRow(i, hCity, hSquared, helped);
@@ -279,8 +282,20 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
             changed.notify_all();
         }
     });
+    // Pairs measured before row r.
+    const auto pairsBefore = [&](std::size_t r) { return static_cast<double>(r) * (n - 1.0) - 0.5 * r * (r - 1.0); };
     for (std::size_t k = 0; k < chunks; ++k) {
         const std::size_t first = k * chunkRows, end = std::min(rows - 1, (k + 1) * chunkRows);
+        if (keepGoing && !keepGoing(pairsBefore(first) / pairs)) {
+            {
+                const std::lock_guard<std::mutex> lock(guard);
+                stop = true;
+            }
+            changed.notify_all();
+            helper.join();
+            summary.complete = false;
+            return summary;
+        }
         if (k % 2 == 0) {
             for (std::size_t i = first; i < end; ++i) ownRow(i);
             continue;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <thread>
@@ -64,20 +65,22 @@ Result optimize(int n, int m, const Options& options) {
     engine::MultistartOutcome outcome;
     const api::StartPlan start = api::startFor(n, m, options);
     if (start.lattice) {
-        engine::LatticeDesign lattice = engine::latticeDesign(n, m, plan.exponent);
-        if (start.searched) {
+        api::PhaseReports reports(options, Phase::BuildingLattice, started);
+        engine::LatticeDesign lattice = engine::latticeDesign(n, m, plan.exponent, std::ref(reports));
+        if (start.searched && lattice.complete) {
             plan.start = std::move(lattice.levels);
         } else {
+            const engine::DistanceBounds bounds = engine::smallestBounds(lattice, n, m, plan.exponent);
+            // Two points of a Latin design differ by at least 1 in every variable.
+            outcome.lowerCityBlock = std::max<std::int64_t>(bounds.cityBlock, m);
+            outcome.lowerSquared = std::max<std::int64_t>(bounds.squared, m);
             // Measuring every pair of a design this large would take far longer than
             // building it (100000 x 10, 5e10 pair coordinates: 22 s on 2 cores).
-            if (0.5 * n * (n - 1.0) * m > 1e11) {
-                const engine::DistanceBounds bounds = engine::smallestBounds(lattice, n, m, plan.exponent);
-                // Two points of a Latin design differ by at least 1 in every variable.
-                outcome.lowerCityBlock = std::max<std::int64_t>(bounds.cityBlock, m);
-                outcome.lowerSquared = std::max<std::int64_t>(bounds.squared, m);
-            }
+            outcome.measure = 0.5 * n * (n - 1.0) * m <= 1e11;
             outcome.levels = std::move(lattice.levels);
             outcome.constructed = true;
+            outcome.cancelled = reports.cancelled();
+            outcome.timedOut = reports.timedOut();
         }
     }
     if (!outcome.constructed) outcome = engine::runMultistart(plan);

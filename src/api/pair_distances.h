@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace olhs {
@@ -78,12 +79,16 @@ struct PairSummary {
     std::int64_t minSquared = 0; ///< smallest squared Euclidean distance
     std::int64_t atMinCityBlock = 0; ///< pairs at the smallest city-block distance
     std::int64_t atMinSquared = 0;   ///< pairs at the smallest squared Euclidean distance
+    bool complete = true;            ///< false: stopped early, the other fields unknown
 };
 
 /// phi_p of `levels` (n x m, row after row) under the metric (exponent 1 city-block, 2
 /// Euclidean) and p, its terms added in row order, with the smallest distances. Past four
 /// million pairs a second thread computes half of the distances; memory stays O(n m).
-PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p);
+/// `keepGoing`, if given, is told the share of pairs measured now and then (on large
+/// designs, several times a second); returning false stops the measuring.
+PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exponent, double p,
+                           const std::function<bool(double)>& keepGoing = {});
 
 } // namespace api
 } // namespace olhs

@@ -153,6 +153,26 @@ StopReason stopReasonOf(const engine::MultistartOutcome& outcome) {
                               : StopReason::Iterations;
 }
 
+PhaseReports::PhaseReports(const Options& options, Phase phase, Clock::time_point started)
+    : options_(options), phase_(phase), started_(started), lastReport_(Clock::now()) {}
+
+bool PhaseReports::operator()(double fractionDone) {
+    const Clock::time_point now = Clock::now();
+    if (options_.timeBudget > 0.0 && std::chrono::duration<double>(now - started_).count() >= options_.timeBudget) {
+        timedOut_ = true;
+        return false;
+    }
+    if (options_.progress && now - lastReport_ >= std::chrono::milliseconds(100)) {
+        lastReport_ = now;
+        const double elapsed = std::chrono::duration<double>(now - started_).count();
+        Progress report{0, 0, std::numeric_limits<double>::quiet_NaN(), elapsed};
+        report.phase = phase_;
+        report.fractionDone = fractionDone;
+        cancelled_ = !options_.progress(report);
+    }
+    return !cancelled_;
+}
+
 Result finishedResult(std::vector<int> levels, int n, int m, const Options& options,
                       const engine::MultistartOutcome& outcome, Clock::time_point started) {
     Result result;
@@ -161,13 +181,25 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
     result.iterations = outcome.iterations;
     result.restarts = outcome.restarts;
     result.stopReason = stopReasonOf(outcome);
+    PairSummary pairs;
+    pairs.complete = false;
+    if (outcome.measure) {
+        // A design with proven bounds may stop being measured; any other is measured whole.
+        PhaseReports reports(options, Phase::Measuring, started);
+        const bool stoppable = outcome.lowerCityBlock > 0;
+        pairs = summarisePairs(levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p,
+                               [&](double done) { return reports(done) || !stoppable; });
+        if (!pairs.complete) {
+            result.stopReason = reports.cancelled() ? StopReason::Cancelled : StopReason::TimeBudget;
+        }
+    }
     result.levels = std::move(levels);
     engine::RandomStream jitter(engine::derivedSeed(options.seed, jitterUse));
     result.design.resize(result.levels.size());
     for (std::size_t k = 0; k < result.levels.size(); ++k) {
         result.design[k] = place(result.levels[k], n, options.placement, jitter);
     }
-    if (outcome.lowerCityBlock > 0) {
+    if (!pairs.complete) {
         // Bounds only: phi_p is at most all C(n, 2) pairs at the smallest distance's bound.
         result.exact = false;
         result.minCityBlock = static_cast<double>(outcome.lowerCityBlock);
@@ -176,8 +208,6 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
         const double pairs = 0.5 * n * (n - 1.0);
         result.phip = std::nextafter(std::pow(pairs, 1.0 / options.p) / smallest, HUGE_VAL) * (1.0 + 1e-12);
     } else {
-        const PairSummary pairs =
-            summarisePairs(result.levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p);
         result.phip = pairs.phip;
         result.minCityBlock = static_cast<double>(pairs.minCityBlock);
         result.minEuclidean = std::sqrt(static_cast<double>(pairs.minSquared));

@@ -59,6 +59,26 @@ engine::MultistartPlan planFor(int n, int m, int freePoints, const Options& opti
 /// Why a run stopped.
 StopReason stopReasonOf(const engine::MultistartOutcome& outcome);
 
+/// Reports of a long step that is not a search (building a lattice, measuring a design):
+/// called with the share done as often as the step likes, it passes one report in a tenth
+/// of a second to the options' callback, and answers false once the callback cancels or
+/// the time budget is spent.
+class PhaseReports {
+public:
+    PhaseReports(const Options& options, Phase phase, Clock::time_point started);
+    bool operator()(double fractionDone);
+    bool cancelled() const { return cancelled_; }
+    bool timedOut() const { return timedOut_; }
+
+private:
+    const Options& options_;
+    Phase phase_;
+    Clock::time_point started_;
+    Clock::time_point lastReport_;
+    bool cancelled_ = false;
+    bool timedOut_ = false;
+};
+
 /// Where level `level` of n lands in [0, 1] under the placement.
 double place(int level, int n, Placement placement, engine::RandomStream& jitter);
 

@@ -133,7 +133,7 @@ DistanceBounds smallestBounds(const LatticeDesign& lattice, int n, int m, int ex
     return bounds;
 }
 
-LatticeDesign latticeDesign(int n, int m, int exponent) {
+LatticeDesign latticeDesign(int n, int m, int exponent, const LatticeProgress& progress) {
     checkExponent(exponent, "latticeDesign");
     if (n < 2 || m < 1) {
         throw std::invalid_argument("latticeDesign: needs n >= 2 and m >= 1");
@@ -151,8 +151,14 @@ LatticeDesign latticeDesign(int n, int m, int exponent) {
     Scan scan(h.size());
     std::int64_t bestValue = -1;
     std::int64_t bestA = 0;
+    bool complete = true;
     // a = 1 gives h = (1, 1, ...): a candidate only when m = 1, where every a is the same.
     for (std::int64_t a = 1; a < modulus; ++a) {
+        // Each multiplier costs O(N m) at worst: a few hundred take well under a second.
+        if (progress && a % 256 == 0 && bestValue >= 0 && !progress(static_cast<double>(a) / modulus)) {
+            complete = false;
+            break;
+        }
         if (!korobov(a, modulus, h)) {
             continue;
         }
@@ -172,7 +178,8 @@ LatticeDesign latticeDesign(int n, int m, int exponent) {
     // falls by one for every dropped point below it in that column, so no sort is needed.
     const std::int64_t dropped = modulus - n;
     const std::int64_t lo = dropped == 0 ? 0 : dropped / 2 + 1;
-    LatticeDesign result{Levels(n, m), bestValue, static_cast<std::uint64_t>(bestA), static_cast<int>(modulus)};
+    LatticeDesign result{Levels(n, m), bestValue, static_cast<std::uint64_t>(bestA), static_cast<int>(modulus),
+                         complete};
     std::vector<std::int32_t> below(static_cast<std::size_t>(modulus) + 1);
     for (int j = 0; j < m; ++j) {
         std::fill(below.begin(), below.end(), 0);

@@ -2,6 +2,7 @@
 #define OLHS_ENGINE_LATTICE_H
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "engine/levels.h"
@@ -21,7 +22,13 @@ struct LatticeDesign {
     std::uint64_t multiplier = 0;
     /// Points of the full lattice, N.
     int prime = 0;
+    /// Whether every multiplier was tried (false when the caller stopped the choice).
+    bool complete = true;
 };
+
+/// Told the share of multipliers tried, now and then; returning false stops the choice
+/// with the best multiplier so far.
+using LatticeProgress = std::function<bool(double fractionDone)>;
 
 /// A rank-1 lattice Latin design of n points in m variables, chosen for the metric (exponent
 /// 1 city-block, 2 squared Euclidean).
@@ -35,8 +42,8 @@ struct LatticeDesign {
 /// and each column re-ranked to 1..n.
 /// O(N^2 m) at worst, far less in practice since a candidate is abandoned once it cannot win.
 /// Throws std::invalid_argument for n < 2, m < 1, another exponent, or sizes whose distances
-/// leave 64 bits.
-LatticeDesign latticeDesign(int n, int m, int exponent);
+/// leave 64 bits. `progress`, if given, is called every few hundred multipliers.
+LatticeDesign latticeDesign(int n, int m, int exponent, const LatticeProgress& progress = {});
 
 /// Proven lower bounds of the smallest distances of a design latticeDesign() made, from its
 /// torus value alone: a kept point's level moves by at most prime - n on re-ranking, so

@@ -80,10 +80,13 @@ struct MultistartOutcome {
     bool cancelled = false;
     bool optimal = false; ///< its smallest distance is the plan's bound
     bool constructed = false; ///< built, not searched
-    /// Where the design is too large to measure in full: proven lower bounds of its smallest
-    /// city-block and squared Euclidean distances (0: measure it).
+    /// For a constructed design: proven lower bounds of its smallest city-block and squared
+    /// Euclidean distances (0: none known).
     std::int64_t lowerCityBlock = 0;
     std::int64_t lowerSquared = 0;
+    /// Whether its pairs are to be measured (false where that would take far longer than
+    /// the rest of the run; the bounds then stand for the measures).
+    bool measure = true;
 };
 
 /// Runs the restarts on up to `threads` threads, each restart on its own stream derived

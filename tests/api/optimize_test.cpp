@@ -181,6 +181,26 @@ TEST(Optimize, LargeDesignsAreTheLatticeUnlessTimeIsGiven) {
     EXPECT_TRUE(olhs::searches(3000, 10, o));
 }
 
+// Building and measuring a large design report ten times a second, and stopping either
+// leaves a Latin design with proven bounds in place of measures.
+TEST(Optimize, LargeDesignsReportWhileBuiltOrMeasuredAndStopWhenAsked) {
+    Options o;
+    std::vector<olhs::Progress> reports;
+    o.progress = [&](const olhs::Progress& p) {
+        reports.push_back(p);
+        return false;
+    };
+    const Result stopped = olhs::optimize(20000, 10, o);
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_NE(reports[0].phase, olhs::Phase::Searching);
+    EXPECT_GE(reports[0].fractionDone, 0.0);
+    EXPECT_LE(reports[0].fractionDone, 1.0);
+    EXPECT_EQ(stopped.stopReason, olhs::StopReason::Cancelled);
+    EXPECT_TRUE(isLatin(stopped));
+    EXPECT_FALSE(stopped.exact);
+    EXPECT_GT(stopped.minCityBlock, 10.0);
+}
+
 TEST(Optimize, MaximinStopsAtAProvenBound) {
     Options o;
     o.criterion = olhs::Criterion::Maximin;
