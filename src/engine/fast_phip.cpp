@@ -256,7 +256,7 @@ constexpr double rowDrift = 0x1.0p-40;
 } // namespace
 
 template <class Dist, int Exponent>
-void FastPhip<Dist, Exponent>::sumRow(int k) {
+void FastPhip<Dist, Exponent>::sumRow(int k) const {
     const int n = points();
     const Dist* row = d_.data() + static_cast<std::size_t>(k) * n;
     const PowerTable& terms = *table_;
@@ -355,6 +355,14 @@ Choice FastPhip<Dist, Exponent>::bestBounded(int c, const std::vector<Pair>& pai
             removedHigh = sums.removed * (1.0 + spreadExact) + tiny;
             removedLow = std::max(0.0, sums.removed * (1.0 - spreadExact) - tiny);
         } else {
+            // A row's bound grows with every change; one that has drifted too far is
+            // recounted when a candidate needs it, not at every change (a search's early
+            // moves shift most rows' largest terms).
+            for (const int row : {a, b}) {
+                if (!(rowError_[static_cast<std::size_t>(row)] <= rowDrift * rowTerms_[static_cast<std::size_t>(row)])) {
+                    sumRow(row);
+                }
+            }
             // What leaves is both rows' kept sums but for the pair itself, which stays.
             const double rowA = rowTerms_[static_cast<std::size_t>(a)];
             const double rowB = rowTerms_[static_cast<std::size_t>(b)];
@@ -554,9 +562,6 @@ void FastPhip<Dist, Exponent>::exchange(int c, int a, int b) {
             double& error = rowError_[static_cast<std::size_t>(k)];
             sum += newTerms - oldTerms;
             error += 4.0 * unit * (newTerms + oldTerms + sum);
-            if (!(error <= rowDrift * sum)) {
-                sumRow(k);
-            }
         }
     }
     if (keptRows) {

@@ -68,7 +68,8 @@ public:
     /// column c, with nothing changed.
     double judge(int c, int a, int b) const;
     /// The best of the exchanges of the listed pairs (numbered from 1) in column c, the
-    /// first among equals, as judging them one by one with a strict comparison gives.
+    /// first among equals, as judging them one by one with a strict comparison gives. It
+    /// may recount cached row sums: one object serves one thread at a time.
     Choice best(int c, const std::vector<Pair>& pairs) const;
     /// Exchanges the levels of points a and b in column c and updates the distances;
     /// phi_p keeps its value until resum().
@@ -105,7 +106,7 @@ private:
     detail::ExchangedTerms exchangedTerms_ = nullptr;
     detail::ExchangeRoughSums roughSums_ = nullptr;
     /// Recounts row k's share of the sum and its error bound.
-    void sumRow(int k);
+    void sumRow(int k) const;
 
     /// City-block distances with whole-power terms d^-q: how candidates are bounded.
     detail::CityBlockRoughSums<Dist> cityBlockBounds_ = nullptr;
@@ -113,8 +114,8 @@ private:
     double reciprocalError_ = 0.0;
     /// With those bounds, per point k the sum of the terms of its pairs, kept through
     /// exchanges, and a bound on that sum's distance from the exact one.
-    std::vector<double> rowTerms_;
-    std::vector<double> rowError_;
+    mutable std::vector<double> rowTerms_;
+    mutable std::vector<double> rowError_;
     /// q of the terms bestBounded() bounds: 0 where every candidate is summed exactly.
     int roughPower_ = 0;
 };
