@@ -205,12 +205,21 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
         result.firstPlace = 0.5 / options.n;
         result.lastPlace = (options.n - 0.5) / options.n;
     }
-    result.optimised = OptimiserOutcome{run.phip, run.iterations, run.restarts, olhs::toString(run.stopReason),
-                                        run.seconds, std::nullopt, 0, run.minCityBlock, run.minEuclidean, run.exact};
+    OptimiserOutcome& outcome = result.optimised.emplace();
+    outcome.phip = run.phip;
+    outcome.iterations = run.iterations;
+    outcome.restarts = run.restarts;
+    outcome.stopReason = olhs::toString(run.stopReason);
+    outcome.seconds = run.seconds;
+    outcome.minCityBlock = run.minCityBlock;
+    outcome.minEuclidean = run.minEuclidean;
+    outcome.exact = run.exact;
     if (s.criterion == olhs::Criterion::Maximin) {
         result.optimised->smallest = s.metric == olhs::Metric::Euclidean ? run.minEuclidean : run.minCityBlock;
         result.optimised->pairsAtSmallest = run.pairsAtSmallest;
     }
+    if (s.criterion == olhs::Criterion::MaxPro) result.optimised->maxPro = run.maxPro;
+    if (s.criterion == olhs::Criterion::Discrepancy) result.optimised->discrepancy = run.discrepancy;
     return result;
 }
 

@@ -34,6 +34,10 @@ struct OptimiserOutcome {
     double minCityBlock = 0.0; ///< smallest distances of the design's levels
     double minEuclidean = 0.0;
     bool exact = true;         ///< false: the distances are lower bounds, phi_p an upper one
+    /// Under the MaxPro or the discrepancy criterion: the design's MaxPro, or its centred
+    /// L2 discrepancy (levels at (k - 0.5) / n), which the summary leads with.
+    std::optional<double> maxPro;
+    std::optional<double> discrepancy;
 };
 
 /// n points in m variables, point-major: element i*m + j is variable j of point i.

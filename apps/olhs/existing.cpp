@@ -120,7 +120,13 @@ auto withProgress(const Options& o, Run&& run) {
 }
 
 OptimiserOutcome outcomeOf(double phip, long iterations, int restarts, olhs::StopReason reason, double seconds) {
-    return OptimiserOutcome{phip, iterations, restarts, olhs::toString(reason), seconds, std::nullopt, 0, 0.0, 0.0, true};
+    OptimiserOutcome outcome;
+    outcome.phip = phip;
+    outcome.iterations = iterations;
+    outcome.restarts = restarts;
+    outcome.stopReason = olhs::toString(reason);
+    outcome.seconds = seconds;
+    return outcome;
 }
 
 int score(const ExistingOptions& e) {
@@ -142,11 +148,11 @@ int score(const ExistingOptions& e) {
                          "  \"phi_p_euclidean\": %s,\n  \"min_city_block_distance\": %lld,\n"
                          "  \"min_city_block_pairs\": %lld,\n  \"min_euclidean_distance\": %s,\n"
                          "  \"min_euclidean_pairs\": %lld,\n  \"max_abs_correlation\": %s,\n"
-                         "  \"centred_l2_discrepancy\": %s\n}\n",
+                         "  \"centred_l2_discrepancy\": %s,\n  \"maxpro\": %s\n}\n",
                          nlohmann::json(source).dump().c_str(), table.n, table.m, real(p).c_str(),
                          real(mt.phipCityBlock).c_str(), real(mt.phipEuclidean).c_str(), mt.minCityBlock,
                          mt.minCityBlockPairs, real(mt.minEuclidean).c_str(), mt.minEuclideanPairs,
-                         correlation.c_str(), real(mt.centredL2Discrepancy).c_str());
+                         correlation.c_str(), real(mt.centredL2Discrepancy).c_str(), real(mt.maxPro).c_str());
             return;
         }
         std::fprintf(out, "points: %d\nvariables: %d\np: %s\n", table.n, table.m, real(p).c_str());
@@ -158,7 +164,8 @@ int score(const ExistingOptions& e) {
                      mt.minEuclideanPairs);
         std::fprintf(out, "max_abs_correlation: %s\n",
                      mt.maxAbsCorrelation ? real(*mt.maxAbsCorrelation).c_str() : "none (one variable)");
-        std::fprintf(out, "centred_l2_discrepancy: %s\n", real(mt.centredL2Discrepancy).c_str());
+        std::fprintf(out, "centred_l2_discrepancy: %s\nmaxpro: %s\n", real(mt.centredL2Discrepancy).c_str(),
+                     real(mt.maxPro).c_str());
     });
     return 0;
 }

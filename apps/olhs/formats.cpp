@@ -145,7 +145,10 @@ Json settings(const Options& options) {
         result["iterations"] = s.iterations;
         result["time_budget"] = s.timeBudget > 0.0 ? Json(s.timeBudget) : Json(nullptr);
         result["metric"] = metricName(s.metric);
-        result["criterion"] = s.criterion == olhs::Criterion::Maximin ? "maximin" : "phip";
+        result["criterion"] = s.criterion == olhs::Criterion::Maximin       ? "maximin"
+                              : s.criterion == olhs::Criterion::MaxPro      ? "maxpro"
+                              : s.criterion == olhs::Criterion::Discrepancy ? "discrepancy"
+                                                                            : "phip";
         result["start"] = s.start == olhs::Start::Lattice ? "lattice" : s.start == olhs::Start::Random ? "random" : "auto";
         result["p"] = s.p;
         result["placement"] = placementName(s.placement);
@@ -169,6 +172,8 @@ Json outcome(const Design& design, double phiP) {
             result["smallest_distance"] = *o.smallest;
             result["pairs_at_smallest"] = o.pairsAtSmallest;
         }
+        if (o.maxPro) result["maxpro"] = *o.maxPro;
+        if (o.discrepancy) result["centred_l2_discrepancy"] = *o.discrepancy;
         return result;
     }
     if (design.stop) {

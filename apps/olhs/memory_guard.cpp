@@ -52,15 +52,17 @@ double estimatedPeakBytes(const Options& options) {
     // The lattice alone takes memory linear in n m, counted above.
     if (options.method == Method::Optimiser && olhs::searches(options.n, options.m, libraryOptions(options))) {
         // Each restart that runs at once keeps every pair's distance (up to 4 bytes; the
-        // annealer of the maximin criterion and of Euclidean phi_p also a weight, 12 in all)
-        // and a few copies of the levels; the table of terms has a slot per possible distance.
+        // annealer of the maximin criterion and of Euclidean phi_p also a weight, 12 in all;
+        // MaxPro and the discrepancy a product, 8) and a few copies of the levels; the table
+        // of terms has a slot per possible distance.
         const OptimiserSettings& s = options.optimiser;
         const bool anneals = s.criterion == olhs::Criterion::Maximin || s.metric == olhs::Metric::Euclidean;
+        const bool products = s.criterion == olhs::Criterion::MaxPro || s.criterion == olhs::Criterion::Discrepancy;
         const double cores = std::max(1u, std::thread::hardware_concurrency());
         const double running = std::min<double>(s.threads == 0 ? cores : s.threads, s.restarts);
         const double span = n - 1.0;
         const double measures = s.metric == olhs::Metric::Euclidean ? m * span * span : m * span;
-        bytes += running * (n * n * (anneals ? 12.0 : 2.0) + 4.0 * n * m * 4.0) + measures * 8.0;
+        bytes += running * (n * n * (products ? 8.0 : anneals ? 12.0 : 2.0) + 4.0 * n * m * 4.0) + measures * 8.0;
     } else if (options.method == Method::Classic && !options.random) {
         // Every OptimalLH holds a design and its n by n distances. The search keeps at least
         // its best, initial, current, previous best and trial designs, and the caller's

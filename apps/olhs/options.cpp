@@ -136,7 +136,8 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                           "anneals: --criterion maximin, and --metric euclidean up to n^2 m = 4e5), 0 to "
                                           "9223372036854775807; 0 runs until --time-budget, which it then needs. "
                                           "Default: chosen from n (400 up to 150 points, then 60000/n, at least 50; "
-                                          "1 to 4 anneals by size), or until --time-budget when one is given, with "
+                                          "1 to 4 anneals by size; for discrepancy 100 up to 250 points, then "
+                                          "25000/n, at least 25), or until --time-budget when one is given, with "
                                           "at least one restart per thread."))
                        ->type_name("N");
     d.timeBudget = app.add_option("--time-budget", raw.timeBudget,
@@ -148,9 +149,11 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                       "euclidean. Default cityblock."))
                    ->type_name("METRIC");
     d.criterion = app.add_option("--criterion", raw.criterion,
-                                 wrapped("What makes a design better: phip, the smaller phi_p; or maximin, the "
+                                 wrapped("What makes a design better: phip, the smaller phi_p; maximin, the "
                                          "larger smallest distance between two points (by --metric), then fewer "
-                                         "pairs at it, then the smaller phi_p. Default phip."))
+                                         "pairs at it, then the smaller phi_p; maxpro, the smaller MaxPro (points "
+                                         "apart in every projection); or discrepancy, the smaller centred L2 "
+                                         "discrepancy (points filling the cube evenly). Default phip."))
                       ->type_name("CRITERION");
     d.start = app.add_option("--start", raw.start,
                              wrapped("What each restart starts from: random, a random Latin design; lattice, the "
@@ -380,8 +383,13 @@ void checkOptimiser(const RawOptions& raw, const Declared& d, Options& o) {
             s.criterion = olhs::Criterion::Phip;
         } else if (raw.criterion == "maximin") {
             s.criterion = olhs::Criterion::Maximin;
+        } else if (raw.criterion == "maxpro") {
+            s.criterion = olhs::Criterion::MaxPro;
+        } else if (raw.criterion == "discrepancy") {
+            s.criterion = olhs::Criterion::Discrepancy;
         } else {
-            throw UsageError("--criterion", "expected phip or maximin, got '" + raw.criterion + "'");
+            throw UsageError("--criterion",
+                             "expected phip, maximin, maxpro or discrepancy, got '" + raw.criterion + "'");
         }
     }
 

@@ -73,7 +73,9 @@ std::string summaryLine(const OptimiserOutcome& outcome) {
         outcome.smallest ? "best smallest distance " + shortestText(*outcome.smallest) + " (" +
                                std::to_string(outcome.pairsAtSmallest) +
                                (outcome.pairsAtSmallest == 1 ? " pair), phi_p " : " pairs), phi_p ")
-                         : "best phi_p ";
+        : outcome.maxPro ? "best MaxPro " + shortestText(*outcome.maxPro) + ", phi_p "
+        : outcome.discrepancy ? "best centred L2 discrepancy " + shortestText(*outcome.discrepancy) + ", phi_p "
+                              : "best phi_p ";
     return "olhs: " + best + shortestText(outcome.phip) + " from " + std::to_string(outcome.restarts) +
            (outcome.restarts == 1 ? " restart, " : " restarts, ") + std::to_string(outcome.iterations) +
            " iterations in " + seconds + " s; stopped by: " + outcome.stopReason;

@@ -59,6 +59,10 @@ struct Metrics {
     /// Centred L2 discrepancy (Hickernell) of the levels placed at (k - 0.5) / n; its square
     /// is what scipy.stats.qmc.discrepancy(method="CD") gives for those points.
     double centredL2Discrepancy = 0.0;
+    /// MaxPro (Joseph, Gul and Ba 2015) of the levels placed at (k - 0.5) / n: n^2 times the
+    /// (1/m)-th power of the mean over the pairs of 1 / prod_l (level difference)^2; the
+    /// smaller, the further apart the points in every projection. Result::maxPro's bits.
+    double maxPro = 0.0;
 };
 
 /// Every measure of a Latin design of levels 1..n (n x m, row after row), in O(n m) memory.

@@ -19,8 +19,14 @@ enum class Metric { CityBlock, Euclidean };
 
 /// What makes one design better than another.
 enum class Criterion {
-    Phip,   ///< the smaller phi_p of the distances (exponent Options::p), the default
-    Maximin ///< the larger smallest distance, then fewer pairs at it, then the smaller phi_p
+    Phip,    ///< the smaller phi_p of the distances (exponent Options::p), the default
+    Maximin, ///< the larger smallest distance, then fewer pairs at it, then the smaller phi_p
+    /// the smaller MaxPro (Joseph, Gul and Ba 2015) of the levels at (k - 0.5) / n: points
+    /// apart in every projection onto a subset of the variables
+    MaxPro,
+    /// the smaller centred L2 discrepancy of the levels at (k - 0.5) / n: points that fill
+    /// the cube evenly
+    Discrepancy
 };
 
 /// What the restarts start from.
@@ -100,6 +106,10 @@ struct Result {
     double minCityBlock = 0.0;      ///< smallest city-block distance between two points (levels)
     double minEuclidean = 0.0;      ///< smallest Euclidean distance between two points (levels)
     long pairsAtSmallest = 0;       ///< pairs at the smallest distance of the chosen metric
+    /// Under Criterion::MaxPro and Criterion::Discrepancy: the design's MaxPro and centred
+    /// L2 discrepancy (levels at (k - 0.5) / n, whatever the placement); 0 otherwise.
+    double maxPro = 0.0;
+    double discrepancy = 0.0;
     /// False for a lattice too large to measure in the run's time (over 1e11 pair
     /// coordinates): then minCityBlock and minEuclidean are proven lower bounds, phip a
     /// proven upper bound, and pairsAtSmallest 0.

@@ -48,7 +48,9 @@ olhs::Metric metricOf(const std::string& name) {
 olhs::Criterion criterionOf(const std::string& name) {
     if (name == "phip") return olhs::Criterion::Phip;
     if (name == "maximin") return olhs::Criterion::Maximin;
-    throw py::value_error("criterion: must be 'phip' or 'maximin' (got '" + name + "')");
+    if (name == "maxpro") return olhs::Criterion::MaxPro;
+    if (name == "discrepancy") return olhs::Criterion::Discrepancy;
+    throw py::value_error("criterion: must be 'phip', 'maximin', 'maxpro' or 'discrepancy' (got '" + name + "')");
 }
 
 olhs::Start startOf(const std::string& name) {
@@ -294,6 +296,7 @@ py::dict metrics(const Design& design, double p) {
     out["max_abs_correlation"] =
         measured.maxAbsCorrelation ? py::object(py::float_(*measured.maxAbsCorrelation)) : py::object(py::none());
     out["centered_l2_discrepancy"] = measured.centredL2Discrepancy;
+    out["maxpro"] = measured.maxPro;
     return out;
 }
 

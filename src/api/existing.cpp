@@ -19,20 +19,13 @@ namespace olhs {
 namespace {
 
 using api::Clock;
+using api::levelsFrom;
 using api::refuse;
 
 constexpr int maxAugmentedPoints = 1000000;
 
 std::string cell(int row, int column) {
     return "row " + std::to_string(row + 1) + ", column " + std::to_string(column + 1);
-}
-
-// Point-major values into the engine's column-major levels.
-engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m) {
-    engine::Levels levels(n, m);
-    for (int i = 0; i < n; ++i)
-        for (int c = 0; c < m; ++c) levels.set(i, c, rowMajor[static_cast<std::size_t>(i) * m + c]);
-    return levels;
 }
 
 std::vector<int> rowMajor(const engine::Levels& levels) {
@@ -125,8 +118,11 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     api::checkOptions(N, m, options);
     if (options.placement == Placement::Grid)
         refuse("placement", "grid puts levels on the edges of their strata; use centered or jittered", "grid");
-    if (options.criterion == Criterion::Maximin)
-        refuse("criterion", "augment minimises phi_p with the original points held still; use phip", "maximin");
+    if (options.criterion != Criterion::Phip)
+        refuse("criterion", "augment minimises phi_p with the original points held still; use phip",
+               options.criterion == Criterion::Maximin ? "maximin"
+               : options.criterion == Criterion::MaxPro ? "maxpro"
+                                                        : "discrepancy");
     const std::size_t cells = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
     if (values.size() != cells)
         refuse("values", "must hold n m = " + std::to_string(cells) + " values", std::to_string(values.size()));

@@ -14,6 +14,8 @@
 #include <string>
 
 #include "api/pair_distances.h"
+#include "api/run_common.h"
+#include "engine/product_criterion.h"
 
 namespace olhs {
 
@@ -385,6 +387,7 @@ Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {
     result.minEuclideanPairs = squaredPairs;
     result.maxAbsCorrelation = largestAbsCorrelation(levels, n, m);
     result.centredL2Discrepancy = centredL2Discrepancy(levels, n, m);
+    result.maxPro = engine::ProductCriterion::fullValue(api::levelsFrom(levels, n, m), engine::ProductKind::MaxPro);
     return result;
 }
 

@@ -10,6 +10,7 @@
 #include "engine/construction.h"
 #include "engine/ese.h"
 #include "engine/fast_phip.h"
+#include "engine/product_criterion.h"
 
 namespace olhs {
 namespace api {
@@ -47,6 +48,8 @@ StartPlan startFor(int n, int m, const Options& options) {
     case Start::Auto:
         break;
     }
+    // The lattice is chosen for distances, not for projections or uniformity.
+    if (productCriterion(options.criterion)) return plan;
     // A proven-optimal construction beats any lattice; the run builds it.
     const bool constructed = options.criterion == Criterion::Maximin && options.metric == Metric::CityBlock &&
                              engine::hasProvenOptimalCityBlock(n, m);
@@ -62,8 +65,13 @@ StartPlan startFor(int n, int m, const Options& options) {
     return plan;
 }
 
+bool productCriterion(Criterion criterion) {
+    return criterion == Criterion::MaxPro || criterion == Criterion::Discrepancy;
+}
+
 bool annealsFor(int n, int m, const Options& options) {
     if (options.criterion == Criterion::Maximin) return true;
+    if (productCriterion(options.criterion)) return false;
     // Measured on 2 cores: for Euclidean phi_p the annealer reaches larger smallest
     // distances than the evolutionary search within the optimiser's targets up to 200 x 10;
     // beyond n^2 m = 4e5 an anneal takes seconds where the evolutionary search takes a
@@ -87,13 +95,13 @@ void checkOptions(int n, int m, const Options& o) {
         refuse("placement", "must be centered, grid or jittered", std::to_string(static_cast<int>(o.placement)));
     if (o.start != Start::Auto && o.start != Start::Random && o.start != Start::Lattice)
         refuse("start", "must be auto, random or lattice", std::to_string(static_cast<int>(o.start)));
-    if (o.criterion != Criterion::Phip && o.criterion != Criterion::Maximin)
-        refuse("criterion", "must be phip or maximin", std::to_string(static_cast<int>(o.criterion)));
+    if (o.criterion != Criterion::Phip && o.criterion != Criterion::Maximin && !productCriterion(o.criterion))
+        refuse("criterion", "must be phip, maximin, maxpro or discrepancy", std::to_string(static_cast<int>(o.criterion)));
     if (o.metric != Metric::CityBlock && o.metric != Metric::Euclidean)
         refuse("metric", "must be cityblock or euclidean", std::to_string(static_cast<int>(o.metric)));
     const StartPlan start = startFor(n, m, o);
     if (o.metric == Metric::Euclidean && engine::maxMeasure(n, m, 2) > euclideanTableLimit &&
-        (!start.lattice || start.searched))
+        (!start.lattice || start.searched) && !productCriterion(o.criterion))
         refuse("metric", "a search with euclidean takes designs with m (n - 1)^2 up to " +
                              std::to_string(euclideanTableLimit) + "; use cityblock, or the lattice alone (--start auto, no time budget) for this size",
                std::to_string(engine::maxMeasure(n, m, 2)));
@@ -134,6 +142,8 @@ engine::MultistartPlan planFor(int n, int m, int freePoints, const Options& opti
         plan.anneal = true;
         plan.annealPower = static_cast<int>(options.p) / plan.exponent;
     }
+    if (options.criterion == Criterion::MaxPro) plan.product = engine::ProductKind::MaxPro;
+    if (options.criterion == Criterion::Discrepancy) plan.product = engine::ProductKind::Discrepancy;
     if (options.criterion == Criterion::Maximin) {
         plan.anneal = true;
         plan.maximin = true;
@@ -151,6 +161,13 @@ StopReason stopReasonOf(const engine::MultistartOutcome& outcome) {
            : outcome.optimal ? StopReason::Optimal
            : outcome.timedOut ? StopReason::TimeBudget
                               : StopReason::Iterations;
+}
+
+engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m) {
+    engine::Levels levels(n, m);
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) levels.set(i, c, rowMajor[static_cast<std::size_t>(i) * m + c]);
+    return levels;
 }
 
 PhaseReports::PhaseReports(const Options& options, Phase phase, Clock::time_point started)
@@ -183,10 +200,11 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
     result.stopReason = stopReasonOf(outcome);
     PairSummary pairs;
     pairs.complete = false;
-    if (outcome.measure) {
-        // A design with proven bounds may stop being measured; any other is measured whole.
+    // A design with proven bounds may stop being measured, or not start where the run was
+    // already stopped; any other is measured whole.
+    const bool stoppable = outcome.lowerCityBlock > 0;
+    if (outcome.measure && !(stoppable && (outcome.cancelled || outcome.timedOut))) {
         PhaseReports reports(options, Phase::Measuring, started);
-        const bool stoppable = outcome.lowerCityBlock > 0;
         pairs = summarisePairs(levels, n, m, options.metric == Metric::Euclidean ? 2 : 1, options.p,
                                [&](double done) { return reports(done) || !stoppable; });
         if (!pairs.complete) {
@@ -208,6 +226,11 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
         const double pairs = 0.5 * n * (n - 1.0);
         result.phip = std::nextafter(std::pow(pairs, 1.0 / options.p) / smallest, HUGE_VAL) * (1.0 + 1e-12);
     } else {
+        if (productCriterion(options.criterion)) {
+            const engine::Levels levelsOf = levelsFrom(result.levels, n, m);
+            result.maxPro = engine::ProductCriterion::fullValue(levelsOf, engine::ProductKind::MaxPro);
+            result.discrepancy = engine::ProductCriterion::fullValue(levelsOf, engine::ProductKind::Discrepancy);
+        }
         result.phip = pairs.phip;
         result.minCityBlock = static_cast<double>(pairs.minCityBlock);
         result.minEuclidean = std::sqrt(static_cast<double>(pairs.minSquared));

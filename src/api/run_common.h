@@ -44,6 +44,12 @@ struct StartPlan {
 /// The start of a run of n points in m variables under the options (Start::Auto decided).
 StartPlan startFor(int n, int m, const Options& options);
 
+/// Point-major values into the engine's column-major levels.
+engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m);
+
+/// Whether the criterion is judged by products over the variables (MaxPro, discrepancy).
+bool productCriterion(Criterion criterion);
+
 /// Whether the options' search is the annealer (the maximin criterion; phi_p of Euclidean
 /// distances with a whole p / 2) rather than the evolutionary search.
 bool annealsFor(int n, int m, const Options& options);

@@ -61,6 +61,8 @@ public:
     Dist distance(int i, int j) const { return d_[static_cast<std::size_t>(i) * points() + j]; }
     /// The current phi_p value.
     double phip() const { return phip_; }
+    /// The same, by the name every criterion of a search has.
+    double value() const { return phip_; }
     /// Replaces the value (a design may carry one that drifted from its distances).
     void setPhip(double value) { phip_ = value; }
 

@@ -1,11 +1,14 @@
 #include "engine/multistart.h"
 
+#include <type_traits>
+
 #include <algorithm>
 #include <atomic>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -134,16 +137,16 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
     return result;
 }
 
-template <class Dist, int Exponent>
-RestartResult runRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
-                         Shared& shared) {
+// One restart of the evolutionary search under the criterion make(start) returns.
+template <class MakeCriterion>
+RestartResult searchRestart(const MultistartPlan& plan, int restart, Shared& shared, MakeCriterion&& make) {
     RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
     Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
-    FastPhip<Dist, Exponent> current(start, table, plan.fixedRows);
-    const double phip = current.phip();
+    auto current = make(start);
+    const double value = current.value();
     // The best design so far is the start: a search never returns anything worse.
-    Search<FastSearchState<Dist, Exponent> > search(FastSearchState<Dist, Exponent>(std::move(current), start, phip),
-                                                    stream, 0.005 * phip, 0, plan.innerIterations, plan.fixedRows,
+    Search<SearchStateOf<decltype(current)>> search(SearchStateOf<decltype(current)>(std::move(current), start, value),
+                                                    stream, 0.005 * value, 0, plan.innerIterations, plan.fixedRows,
                                                     plan.continuingColumns);
     RestartResult result;
     result.ran = true;
@@ -167,6 +170,19 @@ RestartResult runRestart(const MultistartPlan& plan, int restart, const std::sha
 }
 
 template <class Dist, int Exponent>
+RestartResult runRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
+                         Shared& shared) {
+    return searchRestart(plan, restart, shared, [&](const Levels& start) {
+        return FastPhip<Dist, Exponent>(start, table, plan.fixedRows);
+    });
+}
+
+RestartResult productRestart(const MultistartPlan& plan, int restart, Shared& shared) {
+    return searchRestart(plan, restart, shared,
+                         [&](const Levels& start) { return ProductCriterion(start, *plan.product); });
+}
+
+template <class Dist, int Exponent>
 RestartResult restartOf(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                         Shared& shared) {
     return plan.anneal ? annealRestart<Dist, Exponent>(plan, restart, table, shared)
@@ -177,18 +193,14 @@ bool beats(const MultistartPlan& plan, const RestartResult& a, const RestartResu
     return betterDesign(plan.maximin, a.smallest, a.phip, b.smallest, b.phip);
 }
 
-template <class Dist, int Exponent>
-std::shared_ptr<const PowerTable> tableFor(const MultistartPlan& plan) {
-    return std::make_shared<const PowerTable>(plan.p, maxMeasure(plan.points, plan.variables, Exponent), Exponent);
-}
-
-template <class Dist, int Exponent>
-MultistartOutcome runAlone(const MultistartPlan& plan, int restart) {
+// Restart `restart` alone, by runRestart(plan, restart, shared).
+template <class RunRestart>
+MultistartOutcome runAlone(const MultistartPlan& plan, int restart, RunRestart&& runRestart) {
     MultistartPlan alone = plan;
     alone.deadline = std::chrono::steady_clock::time_point::max();
     alone.onIteration = nullptr;
     Shared shared;
-    RestartResult result = restartOf<Dist, Exponent>(alone, restart, tableFor<Dist, Exponent>(plan), shared);
+    RestartResult result = runRestart(alone, restart, shared);
     MultistartOutcome outcome;
     outcome.levels = std::move(result.levels);
     outcome.phip = result.phip;
@@ -198,9 +210,10 @@ MultistartOutcome runAlone(const MultistartPlan& plan, int restart) {
     return outcome;
 }
 
-template <class Dist, int Exponent>
-MultistartOutcome runWith(const MultistartPlan& plan) {
-    const auto table = tableFor<Dist, Exponent>(plan);
+// Every restart of the plan, by runRestart(plan, restart, shared), on its threads; the best
+// design wins.
+template <class RunRestart>
+MultistartOutcome runAll(const MultistartPlan& plan, RunRestart&& runRestart) {
     std::vector<RestartResult> results(static_cast<std::size_t>(plan.restarts));
     Shared shared;
     std::exception_ptr failure;
@@ -213,7 +226,7 @@ MultistartOutcome runWith(const MultistartPlan& plan) {
                 return;
             }
             try {
-                results[static_cast<std::size_t>(restart)] = restartOf<Dist, Exponent>(plan, restart, table, shared);
+                results[static_cast<std::size_t>(restart)] = runRestart(plan, restart, shared);
             } catch (...) {
                 const std::lock_guard<std::mutex> lock(failing);
                 failure = std::current_exception();
@@ -254,6 +267,30 @@ MultistartOutcome runWith(const MultistartPlan& plan) {
     outcome.timedOut = shared.timedOut;
     outcome.cancelled = shared.cancelled;
     return outcome;
+}
+
+// run(runRestart) with the way to run one restart of the plan's criterion: phi_p of
+// distances held in the narrowest type that fits, or a product criterion.
+template <class Run>
+MultistartOutcome withRestarts(const MultistartPlan& plan, Run&& run) {
+    if (plan.product) {
+        return run([](const MultistartPlan& p, int restart, Shared& shared) { return productRestart(p, restart, shared); });
+    }
+    const auto phipRestarts = [&](auto dist, auto exponent) {
+        using Dist = decltype(dist);
+        constexpr int Exponent = decltype(exponent)::value;
+        const auto table = std::make_shared<const PowerTable>(plan.p, maxMeasure(plan.points, plan.variables, Exponent),
+                                                              Exponent);
+        return run([table](const MultistartPlan& p, int restart, Shared& shared) {
+            return restartOf<Dist, Exponent>(p, restart, table, shared);
+        });
+    };
+    if (plan.exponent == 2) {
+        return phipRestarts(std::uint32_t{}, std::integral_constant<int, 2>{});
+    }
+    return FastPhip<std::uint16_t, 1>::fits(plan.points, plan.variables)
+               ? phipRestarts(std::uint16_t{}, std::integral_constant<int, 1>{})
+               : phipRestarts(std::uint32_t{}, std::integral_constant<int, 1>{});
 }
 
 } // namespace
@@ -304,19 +341,11 @@ MultistartOutcome runMultistart(const MultistartPlan& plan) {
             return outcome;
         }
     }
-    if (plan.exponent == 2) {
-        return runWith<std::uint32_t, 2>(plan);
-    }
-    return FastPhip<std::uint16_t, 1>::fits(plan.points, plan.variables) ? runWith<std::uint16_t, 1>(plan)
-                                                                          : runWith<std::uint32_t, 1>(plan);
+    return withRestarts(plan, [&](auto&& runRestart) { return runAll(plan, runRestart); });
 }
 
 MultistartOutcome runOneRestart(const MultistartPlan& plan, int restart) {
-    if (plan.exponent == 2) {
-        return runAlone<std::uint32_t, 2>(plan, restart);
-    }
-    return FastPhip<std::uint16_t, 1>::fits(plan.points, plan.variables) ? runAlone<std::uint16_t, 1>(plan, restart)
-                                                                          : runAlone<std::uint32_t, 1>(plan, restart);
+    return withRestarts(plan, [&](auto&& runRestart) { return runAlone(plan, restart, runRestart); });
 }
 
 } // namespace engine

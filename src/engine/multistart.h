@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include "engine/anneal.h"
 #include "engine/levels.h"
+#include "engine/product_criterion.h"
 #include "engine/random_stream.h"
 
 namespace olhs {
@@ -55,6 +57,9 @@ struct MultistartPlan {
     /// Best design by the smallest distance, then the pairs at it, then phi_p (else by
     /// phi_p).
     bool maximin = false;
+    /// Search a product criterion instead of phi_p (the evolutionary search; exponent and
+    /// p then play no part).
+    std::optional<ProductKind> product;
     /// The power of the annealer's weights on the integer measure: p / exponent for
     /// phi_p, a whole number.
     int annealPower = 25;

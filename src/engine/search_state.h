@@ -11,22 +11,25 @@
 namespace olhs {
 namespace engine {
 
-/// What a search changes under the fast criterion: the current design, and the best one
-/// as levels and value. The best design's levels are brought up to date by replaying the
-/// exchanges accepted since it was last kept, not by copying the current design each time.
-template <class Dist, int Exponent = 1>
-class FastSearchState {
+/// What a search changes under a criterion (FastPhip, ProductCriterion: points(),
+/// variables(), value(), levels(), best(), exchange(), resum()): the current design, and
+/// the best one as levels and value. The best design's levels are brought up to date by
+/// replaying the exchanges accepted since it was last kept, not by copying the current
+/// design each time. The search's interface names the value phip, the criterion it began
+/// with; any criterion where smaller is better serves.
+template <class Criterion>
+class SearchStateOf {
 public:
-    FastSearchState(FastPhip<Dist, Exponent> current, Levels bestLevels, double bestPhip)
+    SearchStateOf(Criterion current, Levels bestLevels, double bestPhip)
         : current_(std::move(current)), bestLevels_(std::move(bestLevels)), bestPhip_(bestPhip) {}
 
     int points() const { return current_.points(); }
     int variables() const { return current_.variables(); }
-    double phip() const { return current_.phip(); }
+    double phip() const { return current_.value(); }
     double bestPhip() const { return bestPhip_; }
     /// Replaces the current value (a design may carry one that drifted from its distances).
     void setCurrentPhip(double value) { current_.setPhip(value); }
-    const FastPhip<Dist, Exponent>& current() const { return current_; }
+    const Criterion& current() const { return current_; }
 
     Choice best(int column, const std::vector<Pair>& pairs) const { return current_.best(column, pairs); }
 
@@ -55,7 +58,7 @@ public:
             bestFollowsCurrent_ = true;
         }
         pending_.clear();
-        bestPhip_ = current_.phip();
+        bestPhip_ = current_.value();
         ++improvements_;
     }
 
@@ -71,13 +74,17 @@ private:
         int b;
     };
 
-    FastPhip<Dist, Exponent> current_;
+    Criterion current_;
     Levels bestLevels_;
     double bestPhip_;
     bool bestFollowsCurrent_ = false;
     std::vector<Exchange> pending_;
     long improvements_ = 0;
 };
+
+/// The state of a search under phi_p.
+template <class Dist, int Exponent = 1>
+using FastSearchState = SearchStateOf<FastPhip<Dist, Exponent>>;
 
 } // namespace engine
 } // namespace olhs

@@ -128,9 +128,11 @@ class Score(CommandTest):
         self.assertEqual(doc["min_euclidean_pairs"], 1)
         self.assertAlmostEqual(doc["max_abs_correlation"], 0.5, places=14)
         self.assertGreater(doc["centred_l2_discrepancy"], 0)
+        # MaxPro: level differences (1, 2), (2, 1), (1, 1); n^2 sqrt(mean(1/4, 1/4, 1)).
+        self.assertAlmostEqual(doc["maxpro"], 9 * 0.5 ** 0.5, places=13)
         text = self.ok("score", "d.csv", "-p", "2")[0]
         self.assertIn("min_city_block_distance: 2\nmin_city_block_pairs: 1\n", text)
-        self.assertEqual(text.splitlines()[-2], "max_abs_correlation: %r" % doc["max_abs_correlation"])
+        self.assertEqual(text.splitlines()[-3], "max_abs_correlation: %r" % doc["max_abs_correlation"])
         self.assertEqual(self.ok("score", "d.csv", "-p", "2", "-o", "s.txt")[0], "")
         self.assertEqual(self.read("s.txt"), text)
         self.assertRefused(["score", "d.csv", "--format", "csv"], "--format: expected text or json")

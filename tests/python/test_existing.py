@@ -57,7 +57,7 @@ def test_score_is_the_commands_score_to_the_bit(tmp_path):
                      "min_euclidean": doc["min_euclidean_distance"],
                      "min_euclidean_pairs": doc["min_euclidean_pairs"],
                      "max_abs_correlation": doc["max_abs_correlation"],
-                     "centered_l2_discrepancy": doc["centred_l2_discrepancy"]}, (n, d, p)
+                     "centered_l2_discrepancy": doc["centred_l2_discrepancy"], "maxpro": doc["maxpro"]}, (n, d, p)
         assert s == olhs.metrics(x, p)
 
 
