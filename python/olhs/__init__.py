@@ -9,7 +9,8 @@
 stochastic evolutionary search minimising phi_p) with the search outside the GIL;
 ``classic_lhs`` gives the design of the classic entry point; ``phi_p`` and ``metrics``
 (or ``score``) measure any design; ``improve`` optimises a design someone already has and
-``augment`` adds points to one; ``olhs.qmc`` holds a ``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
+``augment`` adds points to one; ``plot`` draws a design (with matplotlib); ``olhs.qmc``
+holds a ``scipy.stats.qmc`` engine. The same seed and settings give the same bits as the C++
 library and the ``olhs`` command.
 """
 
@@ -20,7 +21,8 @@ import numpy as np
 from . import _olhs
 from ._olhs import Progress
 
-__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "Progress", "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
+__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "plot", "Progress",
+           "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
 __version__ = "0.1.0"
 
 #: Seed of ``optimal_lhs`` when none is given (the C++ ``olhs::Options`` default).
@@ -31,7 +33,7 @@ CLASSIC_DEFAULT_SEED = int(_olhs.CLASSIC_DEFAULT_SEED)
 _INT_MAX = 2**31 - 1
 _SEED_MAX = 2**64 - 1
 _METRICS = ("cityblock", "euclidean")
-_CRITERIA = ("phip", "maximin")
+_CRITERIA = ("phip", "maximin", "maxpro", "discrepancy")
 _STARTS = ("auto", "random", "lattice")
 _PLACEMENTS = ("centered", "grid", "jittered")
 _ADDED_MAX = 999999
@@ -168,9 +170,13 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
         Distance between points in phi_p.
     p : float
         Exponent of phi_p, in [1, 200].
-    criterion : {"phip", "maximin"}
-        What makes a design better: the smaller phi_p; or the larger smallest distance
-        between two points (by ``metric``), then fewer pairs at it, then the smaller phi_p.
+    criterion : {"phip", "maximin", "maxpro", "discrepancy"}
+        What makes a design better: the smaller phi_p; the larger smallest distance
+        between two points (by ``metric``), then fewer pairs at it, then the smaller
+        phi_p; the smaller MaxPro (points apart in every projection onto a subset of the
+        variables); or the smaller centred L2 discrepancy (points filling the cube evenly,
+        as scipy's ``LatinHypercube(optimization="random-cd")`` seeks). The last two are
+        measured with the levels at (k - 0.5) / n.
     start : {"auto", "random", "lattice"}
         What each restart starts from: random Latin designs; the best rank-1 lattice
         design for ``metric``; or by size (random while a search beats the lattice in its
@@ -363,7 +369,9 @@ def metrics(design, p=_olhs.DEFAULT_P):
         the largest absolute Pearson correlation between two columns (None with one
         column); ``centered_l2_discrepancy``, Hickernell's centred L2 discrepancy of the
         levels placed at (k - 0.5) / n (its square is what
-        ``scipy.stats.qmc.discrepancy(method="CD")`` gives for those points).
+        ``scipy.stats.qmc.discrepancy(method="CD")`` gives for those points); ``maxpro``,
+        the MaxPro criterion of those points (Joseph, Gul and Ba 2015), smaller when the
+        points stay apart in every projection.
 
     Examples
     --------
@@ -548,6 +556,75 @@ def augment(design, k, *, bounds=None, seed=None, restarts=_olhs.DEFAULT_RESTART
                            lower, upper, _progress(progress))
     x = result.pop("design")
     return (x, result) if return_info else x
+
+
+def plot(design, *, variables=None, labels=None):
+    """The scatter-plot matrix of a design, as a matplotlib Figure (as ``olhs --plot`` draws it).
+
+    The panel in row r and column c plots column ``variables[c]`` across and
+    ``variables[r]`` up, in the design's own values; the diagonal names the variable.
+    Up to 60 points, light lines through every value show the Latin strata.
+    matplotlib is imported only here. The Figure is not registered with pyplot: a
+    notebook shows it as a cell's value, and ``fig.savefig`` writes it.
+
+    Parameters
+    ----------
+    design : array_like
+        (n, d) finite values, n >= 1, d >= 2 (a pandas DataFrame's column names become
+        the labels).
+    variables : sequence of int, optional
+        The columns to show, by index from 0, at least 2 and each once; None shows all.
+    labels : sequence of str, optional
+        A name for each of the d columns; None means x1, x2, ..., as the command.
+
+    Returns
+    -------
+    matplotlib.figure.Figure
+
+    Raises
+    ------
+    ImportError
+        matplotlib is not installed.
+    ValueError, TypeError
+        An argument out of range or of the wrong type; the message names it.
+
+    Examples
+    --------
+    >>> import olhs
+    >>> fig = olhs.plot(olhs.optimal_lhs(20, 3, seed=7))
+    >>> len(fig.axes)                       # 3 x 3 panels; the diagonal names the variables
+    9
+    >>> fig.savefig("design.png")           # doctest: +SKIP
+    """
+    names = getattr(design, "columns", None) if labels is None else labels
+    x = _finite_matrix(design, 1)
+    d = x.shape[1]
+    if variables is None:
+        variables = list(range(d))
+    else:
+        if isinstance(variables, (str, bytes)) or not hasattr(variables, "__iter__"):
+            raise TypeError(f"variables: must be a sequence of column indices (got {type(variables).__name__})")
+        variables = [_integer("variables", v, 0, d - 1, f"a column index must lie in [0, {d - 1}]")
+                     for v in variables]
+        if len(set(variables)) != len(variables):
+            raise ValueError(f"variables: each column may appear once (got {variables})")
+    if len(variables) < 2:
+        name = "design" if len(variables) == d else "variables"
+        raise ValueError(f"{name}: plots pairs of variables and needs at least 2 (got {len(variables)})")
+    if names is None:
+        names = [f"x{j + 1}" for j in range(d)]
+    else:
+        if isinstance(names, (str, bytes)) or not hasattr(names, "__iter__"):
+            raise TypeError(f"labels: must be a sequence of names, one per column (got {type(names).__name__})")
+        names = [str(name) for name in names]
+        if len(names) != d:
+            raise ValueError(f"labels: must name each of the design's {d} columns (got {len(names)})")
+    try:
+        from . import _plot
+    except ImportError as e:
+        raise ImportError("plot: needs matplotlib, which was not found (Debian and Ubuntu: apt-get install "
+                          f"python3-matplotlib; pip: pip install matplotlib): {e}", name=e.name) from e
+    return _plot.scatter_matrix(x, variables, names)
 
 
 def __getattr__(name):

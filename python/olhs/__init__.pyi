@@ -1,7 +1,8 @@
-from typing import Callable, List, Literal, Optional, Tuple, TypedDict, Union, overload
+from typing import Callable, List, Literal, Optional, Sequence, Tuple, TypedDict, Union, overload
 
 import numpy as np
 import numpy.typing as npt
+from matplotlib.figure import Figure
 
 from . import qmc as qmc
 
@@ -10,7 +11,7 @@ DEFAULT_SEED: int
 CLASSIC_DEFAULT_SEED: int
 
 Metric = Literal["cityblock", "euclidean"]
-Criterion = Literal["phip", "maximin"]
+Criterion = Literal["phip", "maximin", "maxpro", "discrepancy"]
 Start = Literal["auto", "random", "lattice"]
 Placement = Literal["centered", "grid", "jittered"]
 
@@ -71,6 +72,7 @@ class Metrics(TypedDict):
     min_euclidean_pairs: int
     max_abs_correlation: Optional[float]
     centered_l2_discrepancy: float
+    maxpro: float
 
 def phi_p(design: npt.ArrayLike, p: float = 50.0, metric: Metric = "cityblock") -> float:
     """phi_p of the ranks of each column of an (n, d) design.
@@ -210,4 +212,13 @@ def augment(
 
     >>> x = olhs.augment(x0, 10, bounds=[(0, 5), (100, 200)])
     >>> x, info = olhs.augment(x0, 10, return_info=True)   # info["doubled"]: strata held twice
+    """
+
+def plot(
+    design: npt.ArrayLike, *, variables: Optional[Sequence[int]] = None, labels: Optional[Sequence[str]] = None
+) -> Figure:
+    """The scatter-plot matrix of a design (needs matplotlib), as ``olhs --plot`` draws it.
+
+    >>> fig = olhs.plot(olhs.optimal_lhs(20, 3, seed=7))   # 3 x 3 panels
+    >>> fig.savefig("design.png")
     """

@@ -4,7 +4,7 @@ import numpy as np
 import numpy.typing as npt
 from scipy.stats import qmc as _qmc
 
-from . import Metric, Placement
+from . import Criterion, Metric, Placement
 
 class OptimalLatinHypercube(_qmc.QMCEngine):
     """Optimal Latin hypercubes as a scipy.stats.qmc engine: each random(n) is a fresh design.
@@ -24,7 +24,8 @@ class OptimalLatinHypercube(_qmc.QMCEngine):
         metric: Metric = "cityblock",
         p: float = 50.0,
         placement: Literal["centered", "jittered"] = "centered",
-        optimization: Optional[Literal["random-cd", "lloyd"]] = None,
+        optimization: None = None,
+        criterion: Criterion = "phip",
     ) -> None: ...
     def _random(self, n: int = 1, *, workers: int = 1) -> npt.NDArray[np.float64]: ...
     def fast_forward(self, n: int) -> "OptimalLatinHypercube": ...

@@ -31,6 +31,8 @@ def test_shape_type_and_latin_columns(n, d, placement):
     dict(n=2, d=2, seed=4),
     dict(n=14, d=3, seed=6, criterion="maximin", metric="euclidean", iterations=2),
     dict(n=10, d=3, seed=6, metric="euclidean"),
+    dict(n=20, d=4, seed=3, criterion="maxpro", iterations=30),
+    dict(n=20, d=4, seed=3, criterion="discrepancy"),
 ])
 def test_same_bits_as_the_command(arguments):
     a = dict(arguments)

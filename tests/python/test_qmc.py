@@ -55,6 +55,7 @@ def test_seed_as_scipy_takes_it():
 def test_small_samples_and_workers():
     engine = OptimalLatinHypercube(3, seed=1, iterations=10)
     assert engine.random(0).shape == (0, 3)
+    assert OptimalLatinHypercube(0, seed=1).random(4).shape == (4, 0)
     np.testing.assert_array_equal(engine.random(1), [[0.5, 0.5, 0.5]])
     point = OptimalLatinHypercube(3, seed=1, placement="jittered").random(1)
     assert point.shape == (1, 3) and np.all((point >= 0) & (point < 1))
@@ -78,13 +79,20 @@ def test_code_written_for_latin_hypercube():
 
 def test_bad_settings():
     with pytest.raises(ValueError, match="d: "):
-        OptimalLatinHypercube(0)
+        OptimalLatinHypercube(-1)
     with pytest.raises(ValueError, match="placement: .*'grid'"):
         OptimalLatinHypercube(2, placement="grid")
     with pytest.raises(ValueError, match="metric: "):
         OptimalLatinHypercube(2, metric="chebyshev")
     with pytest.raises(ValueError, match="n: "):
         OptimalLatinHypercube(2).random(-1)
+
+
+@pytest.mark.parametrize("method", ["random-cd", "Random-CD", "lloyd"])
+def test_scipys_post_processing_is_refused(method):
+    # Either would leave a worse design: lloyd breaks the Latin strata, random-cd the phi_p optimum.
+    with pytest.raises(ValueError, match=f"optimization: '{method}' would make the optimal design worse"):
+        OptimalLatinHypercube(2, optimization=method)
 
 
 def test_the_rest_works_without_scipy():
@@ -107,3 +115,10 @@ except ModuleNotFoundError as e:
 """
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=120)
     assert done.stdout == "(6, 2) 2 False\nqmc needs scipy\n", done.stderr
+
+
+def test_discrepancy_criterion_searches_what_random_cd_improves():
+    from scipy.stats import qmc
+    ours = OptimalLatinHypercube(4, seed=1, criterion="discrepancy").random(30)
+    by_phip = OptimalLatinHypercube(4, seed=1).random(30)
+    assert qmc.discrepancy(ours) < qmc.discrepancy(by_phip)
