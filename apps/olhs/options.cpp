@@ -136,7 +136,7 @@ Declared declare(CLI::App& app, RawOptions& raw) {
                                           "anneals: --criterion maximin, and --metric euclidean up to n^2 m = 4e5), 0 to "
                                           "9223372036854775807; 0 runs until --time-budget, which it then needs. "
                                           "Default: chosen from n (400 up to 150 points, then 60000/n, at least 50; "
-                                          "1 to 4 anneals by size; for discrepancy 100 up to 250 points, then "
+                                          "1 to 4 anneals by size; for discrepancy 60 up to 416 points, then "
                                           "25000/n, at least 25), or until --time-budget when one is given, with "
                                           "at least one restart per thread."))
                        ->type_name("N");
