@@ -111,6 +111,9 @@ int main(int argc, char** argv) {
     } catch (const UsageError& e) {
         std::fprintf(stderr, "olhs: %s\n", e.what());
         return exitUsage;
+    } catch (const olhs::NotEnoughMemory& e) {
+        std::fprintf(stderr, "olhs: -n: %s\n", e.what());
+        return exitUsage;
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr,
                      "olhs: -n: not enough memory for a design of %d points in %d variables; ask for fewer "

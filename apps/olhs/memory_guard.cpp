@@ -47,22 +47,11 @@ double estimatedPeakBytes(const Options& options) {
     const double n = options.n;
     const double m = options.m;
     const double design = matrixBytes(n, m);
-    // The drawn design and the output array (library), the command's values and levels.
-    double bytes = 2.0 * design + n * m * (8.0 + 8.0 + 4.0);
-    // The lattice alone takes memory linear in n m, counted above.
-    if (options.method == Method::Optimiser && olhs::searches(options.n, options.m, libraryOptions(options))) {
-        // Each restart that runs at once keeps every pair's distance (up to 4 bytes; the
-        // annealer of the maximin criterion and of Euclidean phi_p also a weight, 12 in all;
-        // MaxPro and the discrepancy a product, 8) and a few copies of the levels; the table
-        // of terms has a slot per possible distance.
-        const OptimiserSettings& s = options.optimiser;
-        const bool anneals = s.criterion == olhs::Criterion::Maximin || s.metric == olhs::Metric::Euclidean;
-        const bool products = s.criterion == olhs::Criterion::MaxPro || s.criterion == olhs::Criterion::Discrepancy;
-        const double cores = std::max(1u, std::thread::hardware_concurrency());
-        const double running = std::min<double>(s.threads == 0 ? cores : s.threads, s.restarts);
-        const double span = n - 1.0;
-        const double measures = s.metric == olhs::Metric::Euclidean ? m * span * span : m * span;
-        bytes += running * (n * n * (products ? 8.0 : anneals ? 12.0 : 2.0) + 4.0 * n * m * 4.0) + measures * 8.0;
+    // The command's values and levels.
+    double bytes = n * m * (8.0 + 4.0);
+    if (options.method == Method::Optimiser) {
+        // The library's own estimate, the one it refuses runs by.
+        bytes += olhs::requiredBytes(options.n, options.m, libraryOptions(options));
     } else if (options.method == Method::Classic && !options.random) {
         // Every OptimalLH holds a design and its n by n distances. The search keeps at least
         // its best, initial, current, previous best and trial designs, and the caller's

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,23 @@ struct Options {
     Placement placement = Placement::Centered;
     /// Called from the worker threads, one call at a time; returning false cancels.
     std::function<bool(const Progress&)> progress;
+    /// Bytes a run may hold at its peak; 0: the machine's memory and swap. A run that
+    /// needs more is refused before it allocates (NotEnoughMemory).
+    double memoryLimit = 0.0;
+};
+
+/// A run refused because it would need more memory than the machine has (or than
+/// Options::memoryLimit allows): thrown before anything large is allocated, so that a host
+/// process is never driven into swapping or the out-of-memory killer.
+class OLHS_API NotEnoughMemory : public std::runtime_error {
+public:
+    NotEnoughMemory(double neededBytes, double availableBytes, const std::string& message)
+        : std::runtime_error(message), needed_(neededBytes), available_(availableBytes) {}
+    double neededBytes() const { return needed_; }       ///< a lower estimate
+    double availableBytes() const { return available_; } ///< the limit it exceeds
+
+private:
+    double needed_, available_;
 };
 
 /// The design and what is known of it.
@@ -134,6 +152,10 @@ OLHS_API long automaticIterations(int n);
 /// designs of n points in m variables under the options' criterion and metric (anneals,
 /// where the search anneals).
 OLHS_API long automaticIterations(int n, int m, const Options& options);
+
+/// A lower estimate of the bytes optimize(n, m, options) holds at its peak (with
+/// `searched`, of a search whatever the start: improve() and augment()).
+OLHS_API double requiredBytes(int n, int m, const Options& options, bool searched = false);
 
 /// Whether optimize(n, m, options) runs a search (false: it hands back the lattice
 /// construction alone, in memory linear in n m).

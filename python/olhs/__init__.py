@@ -19,9 +19,9 @@ import operator
 import numpy as np
 
 from . import _olhs
-from ._olhs import Progress
+from ._olhs import NotEnoughMemory, Progress
 
-__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "plot", "Progress",
+__all__ = ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "plot", "Progress", "NotEnoughMemory",
            "DEFAULT_SEED", "CLASSIC_DEFAULT_SEED"]
 __version__ = "0.1.0"
 
@@ -205,6 +205,9 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     ------
     ValueError, TypeError
         An argument out of range or of the wrong type; the message names it.
+    NotEnoughMemory
+        A MemoryError: the design would need more memory than the machine has, refused
+        before anything large is allocated (the message names the memory needed).
     KeyboardInterrupt
         Ctrl-C stops the search within a fraction of a second (from the main thread).
 

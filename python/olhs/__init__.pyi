@@ -15,6 +15,9 @@ Criterion = Literal["phip", "maximin", "maxpro", "discrepancy"]
 Start = Literal["auto", "random", "lattice"]
 Placement = Literal["centered", "grid", "jittered"]
 
+class NotEnoughMemory(MemoryError):
+    """A design refused because it would need more memory than the machine has."""
+
 class Progress:
     """What a progress callable is given after each outer iteration of a restart, and ten
     times a second while a large design is built or measured."""

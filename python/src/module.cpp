@@ -369,6 +369,8 @@ std::string phaseName(const olhs::Progress& progress) {
 
 PYBIND11_MODULE(_olhs, module) {
     module.doc() = "Compiled core of the olhs package; use the functions of olhs instead.";
+    // A MemoryError, so that code catching Python's own out-of-memory error catches it too.
+    py::register_exception<olhs::NotEnoughMemory>(module, "NotEnoughMemory", PyExc_MemoryError);
 
     py::class_<olhs::Progress>(module, "Progress",
                                "What a progress callable is given after each outer iteration of a restart, and "

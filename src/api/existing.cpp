@@ -95,6 +95,7 @@ int stratumOf(double x, double lo, double hi, int N) {
 
 Result improve(const std::vector<int>& startLevels, int n, int m, const Options& options) {
     api::checkOptions(n, m, options);
+    api::checkMemory(n, m, options, true);
     checkLatin(startLevels, n, m);
     const Clock::time_point started = Clock::now();
 
@@ -116,6 +117,7 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
         refuse("k", "n + k must not exceed " + std::to_string(maxAugmentedPoints), std::to_string(k));
     const int N = n + k;
     api::checkOptions(N, m, options);
+    api::checkMemory(N, m, options, true);
     if (options.placement == Placement::Grid)
         refuse("placement", "grid puts levels on the edges of their strata; use centered or jittered", "grid");
     if (options.criterion != Criterion::Phip)

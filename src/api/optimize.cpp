@@ -40,6 +40,30 @@ long automaticIterations(int n, int m, const Options& options) {
     return std::max(1L, std::min(4L, static_cast<long>(200000.0 / work)));
 }
 
+double requiredBytes(int n, int m, const Options& options, bool searched) {
+    // Doubles throughout: n and m are each below 2^31, so their products cannot overflow.
+    const double points = n, cells = static_cast<double>(n) * m;
+    // The result's levels and design, the engine's levels, the row order and the summary's
+    // columns; a lattice's construction holds one more column-sized count per level.
+    double bytes = cells * 40.0 + points * 16.0;
+    if (!searched && !searches(n, m, options)) return bytes;
+    // Each restart that runs at once keeps a number per pair: a 16-bit distance (phi_p of
+    // city-block distances, the least), a distance and a weight (the annealer, the
+    // Euclidean search: 12 bytes) or a product (MaxPro, the discrepancy: 8), and a few
+    // copies of the levels; phi_p's table has a term per possible distance.
+    const bool products = api::productCriterion(options.criterion);
+    const bool wide = options.metric == Metric::Euclidean || api::annealsFor(n, m, options);
+    const double perPair = products ? 8.0 : wide ? 12.0 : 2.0;
+    const double cores = std::max(1u, std::thread::hardware_concurrency());
+    const double running = std::min<double>(options.threads == 0 ? cores : options.threads, options.restarts);
+    bytes += running * (points * points * perPair + 16.0 * cells + 64.0 * points);
+    if (!products) {
+        const double span = points - 1.0;
+        bytes += 8.0 * (options.metric == Metric::Euclidean ? m * span * span : m * span);
+    }
+    return bytes;
+}
+
 bool searches(int n, int m, const Options& options) {
     const api::StartPlan start = api::startFor(n, m, options);
     return !start.lattice || start.searched;
@@ -63,6 +87,7 @@ std::string toString(StopReason reason) {
 
 Result optimize(int n, int m, const Options& options) {
     api::checkOptions(n, m, options);
+    api::checkMemory(n, m, options, false);
     const Clock::time_point started = Clock::now();
 
     engine::MultistartPlan plan = api::planFor(n, m, n, options, started);

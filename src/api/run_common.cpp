@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <stdexcept>
 #include <thread>
+
+#include <unistd.h>
+#if defined(__linux__)
+#include <sys/sysinfo.h>
+#endif
 
 #include "api/pair_distances.h"
 #include "engine/construction.h"
@@ -161,6 +167,42 @@ StopReason stopReasonOf(const engine::MultistartOutcome& outcome) {
            : outcome.optimal ? StopReason::Optimal
            : outcome.timedOut ? StopReason::TimeBudget
                               : StopReason::Iterations;
+}
+
+namespace {
+
+// The machine's memory and swap: what a run may hold before the kernel kills its process.
+double machineBytes() {
+#if defined(__linux__)
+    struct sysinfo info {};
+    if (sysinfo(&info) == 0) {
+        return (static_cast<double>(info.totalram) + static_cast<double>(info.totalswap)) * info.mem_unit;
+    }
+#endif
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGE_SIZE);
+    return pages > 0 && pageSize > 0 ? static_cast<double>(pages) * static_cast<double>(pageSize) : 0.0;
+}
+
+std::string gibibytes(double bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f GiB", bytes / (1024.0 * 1024.0 * 1024.0));
+    return text;
+}
+
+} // namespace
+
+void checkMemory(int n, int m, const Options& options, bool searched) {
+    const double needed = requiredBytes(n, m, options, searched);
+    const double available = options.memoryLimit > 0.0 ? options.memoryLimit : machineBytes();
+    if (available > 0.0 && needed > available) {
+        throw NotEnoughMemory(needed, available,
+                              "a design of " + std::to_string(n) + " points in " + std::to_string(m) +
+                                  " variables needs at least " + gibibytes(needed) + " of memory, more than the " +
+                                  gibibytes(available) +
+                                  (options.memoryLimit > 0.0 ? " of the memory limit" : " this machine has") +
+                                  "; ask for fewer points");
+    }
 }
 
 engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m) {

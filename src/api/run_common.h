@@ -44,6 +44,10 @@ struct StartPlan {
 /// The start of a run of n points in m variables under the options (Start::Auto decided).
 StartPlan startFor(int n, int m, const Options& options);
 
+/// NotEnoughMemory where requiredBytes(n, m, options, searched) passes the options' memory
+/// limit, or the machine's memory and swap.
+void checkMemory(int n, int m, const Options& options, bool searched);
+
 /// Point-major values into the engine's column-major levels.
 engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m);
 

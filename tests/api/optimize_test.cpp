@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/multistart.h"
+#include "olhs/existing.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"
 
@@ -230,6 +231,26 @@ TEST(Optimize, LargeDesignsReportWhileBuiltOrMeasuredAndStopWhenAsked) {
     EXPECT_TRUE(isLatin(stopped));
     EXPECT_FALSE(stopped.exact);
     EXPECT_GT(stopped.minCityBlock, 10.0);
+}
+
+// A run that cannot fit is refused before it allocates, naming the memory; one that fits
+// the limit runs.
+TEST(Optimize, RunsThatCannotFitAreRefusedUpFront) {
+    try {
+        olhs::optimize(1 << 30, 2);
+        FAIL() << "not refused";
+    } catch (const olhs::NotEnoughMemory& e) {
+        EXPECT_GT(e.neededBytes(), e.availableBytes());
+        EXPECT_NE(std::string(e.what()).find("GiB of memory"), std::string::npos) << e.what();
+    }
+    Options o = quick();
+    o.memoryLimit = 0.5 * olhs::requiredBytes(300, 5, o);
+    EXPECT_THROW(olhs::optimize(300, 5, o), olhs::NotEnoughMemory);
+    EXPECT_THROW(olhs::improve(olhs::optimize(300, 5, quick()).levels, 300, 5, o), olhs::NotEnoughMemory);
+    o.memoryLimit = 2.0 * olhs::requiredBytes(300, 5, o);
+    EXPECT_NO_THROW(olhs::optimize(300, 5, o));
+    // The lattice alone of 200000 x 10 is linear in n m.
+    EXPECT_LT(olhs::requiredBytes(200000, 10, Options()), 2e8);
 }
 
 TEST(Optimize, MaximinStopsAtAProvenBound) {

@@ -138,3 +138,9 @@ def test_time_budget_ends_an_unbounded_search():
     x = olhs.optimal_lhs(50, 5, seed=1, time_budget=0.2)
     assert x.shape == (50, 5)
     assert_latin(levels_of(x))
+
+
+@pytest.mark.parametrize("n, d", [(10**9, 2), (10**8, 100)])
+def test_designs_that_cannot_fit_are_refused_as_memory_errors(n, d):
+    with pytest.raises(MemoryError, match=r"needs at least [0-9.]+ GiB of memory"):
+        olhs.optimal_lhs(n, d)
