@@ -5,8 +5,9 @@
 #   tools/setup.sh [build|python|tests|ci] [--list]
 #
 #   build   (default) CMake, Ninja, g++, CLI11 and nlohmann-json: the library and the command
-#   python  build, plus Python's development files, pybind11, numpy, scipy, matplotlib, pip,
-#           setuptools, wheel and venv: the Python module and its pip installation
+#   python  build, plus Python's development files, pybind11, numpy, scipy, matplotlib, Dask
+#           (distributed), pip, setuptools, wheel and venv: the Python module and its pip
+#           installation
 #   tests   python, plus GoogleTest, Google Benchmark, pytest, pkg-config and valgrind:
 #           everything `cmake --workflow --preset ci` builds and runs
 #   ci      tests, plus clang and its libFuzzer runtime: the fuzzing step of .ci/run
@@ -28,7 +29,7 @@ done
 
 packages=(cmake ninja-build g++ libcli11-dev nlohmann-json3-dev)
 case "$group" in python | tests | ci)
-  packages+=(python3 python3-dev pybind11-dev python3-numpy python3-scipy python3-matplotlib
+  packages+=(python3 python3-dev pybind11-dev python3-numpy python3-scipy python3-matplotlib python3-distributed
              python3-setuptools python3-wheel python3-pip python3-venv) ;;
 esac
 case "$group" in tests | ci)

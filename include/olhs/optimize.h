@@ -82,6 +82,12 @@ struct Options {
     /// Independent searches; the best design wins. A run until the time budget (iterations
     /// 0) makes at least one per thread.
     int restarts = 2;
+    /// The number of the first restart: a run makes restarts firstRestart ..
+    /// firstRestart + restarts - 1 of its seed, each on the stream the whole run would give
+    /// it, so that shares of a run made apart (on a cluster) reduce to the same design: the
+    /// best Result::searchValue (maximin: the smallest distance, then its pairs, first), the
+    /// lowest Result::bestRestart among equals.
+    int firstRestart = 0;
     int threads = 0;                 ///< 0: all cores
     /// Outer iterations per restart (anneals where the search anneals: the maximin
     /// criterion, Euclidean phi_p with an even p); 0: until the time budget if one is set,
@@ -134,6 +140,11 @@ struct Result {
     bool exact = true;
     long iterations = 0;            ///< outer iterations run, over all restarts
     int restarts = 0;               ///< restarts that ran
+    int bestRestart = 0;            ///< the number of the restart that made the design
+    /// The value the restarts were compared by, as the search kept it: phi_p (under
+    /// Criterion::Maximin after the smallest distance and its pairs), MaxPro or the
+    /// discrepancy. It may differ from phip in the last bits, which is summed again.
+    double searchValue = 0.0;
     StopReason stopReason = StopReason::Iterations;
     double seconds = 0.0;           ///< wall time of the run
 };

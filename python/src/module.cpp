@@ -71,7 +71,8 @@ olhs::Placement placementOf(const std::string& name) {
 std::string withPythonNames(const std::string& message) {
     const std::pair<const char*, const char*> names[] = {
         {"m: ", "d: "},           {"timeBudget: ", "time_budget: "}, {"values: ", "design: "},
-        {"startLevels: ", "design: "}, {"lower: ", "bounds: "},         {"upper: ", "bounds: "}};
+        {"startLevels: ", "design: "}, {"lower: ", "bounds: "},         {"upper: ", "bounds: "},
+        {"firstRestart: ", "first_restart: "}};
     for (const auto& [library, python] : names) {
         const std::string prefix(library);
         if (message.compare(0, prefix.size(), prefix) == 0) return python + message.substr(prefix.size());
@@ -180,10 +181,11 @@ void putRun(py::dict& out, double phip, long iterations, int restarts, olhs::Sto
 
 py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, long iterations, double timeBudget,
                   const std::string& metric, double p, const std::string& placement, const std::string& criterion,
-                  const std::string& start, const py::object& progress) {
+                  const std::string& start, const py::object& progress, int firstRestart) {
     olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, placement);
     options.criterion = criterionOf(criterion);
     options.start = startOf(start);
+    options.firstRestart = firstRestart;
     const olhs::Result result =
         watched(options, progress, [n, m](const olhs::Options& o) { return olhs::optimize(n, m, o); });
 
@@ -194,6 +196,10 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     out["min_euclidean"] = result.minEuclidean;
     out["pairs_at_smallest"] = result.pairsAtSmallest;
     out["exact"] = result.exact;
+    out["maxpro"] = result.maxPro;
+    out["discrepancy"] = result.discrepancy;
+    out["best_restart"] = result.bestRestart;
+    out["search_value"] = result.searchValue;
     putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
     return out;
 }
@@ -394,6 +400,7 @@ PYBIND11_MODULE(_olhs, module) {
     module.def("optimize", &optimize, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("restarts"),
                py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
                py::arg("placement"), py::arg("criterion"), py::arg("start"), py::arg("progress").none(true),
+               py::arg("first_restart") = 0,
                "The optimiser's result as a dict; olhs.optimal_lhs checks the arguments first.");
     module.def("improve", &improve, py::arg("design"), py::arg("seed"), py::arg("restarts"), py::arg("threads"),
                py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),

@@ -91,6 +91,9 @@ void checkOptions(int n, int m, const Options& o) {
     if (n < 2) refuse("n", "the number of points must be at least 2", std::to_string(n));
     if (m < 1) refuse("m", "the number of variables must be at least 1", std::to_string(m));
     if (o.restarts < 1) refuse("restarts", "must be at least 1", std::to_string(o.restarts));
+    if (o.firstRestart < 0 || o.firstRestart > std::numeric_limits<int>::max() - o.restarts)
+        refuse("firstRestart", "must be at least 0, with firstRestart + restarts at most 2147483647",
+               std::to_string(o.firstRestart));
     if (o.threads < 0) refuse("threads", "must be 0 (all cores) or more", std::to_string(o.threads));
     if (o.iterations < 0) refuse("iterations", "must be 0 (automatic, or until the time budget) or more",
                                  std::to_string(o.iterations));
@@ -121,6 +124,7 @@ engine::MultistartPlan planFor(int n, int m, int freePoints, const Options& opti
     plan.p = options.p;
     plan.seed = options.seed;
     plan.restarts = options.restarts;
+    plan.firstRestart = options.firstRestart;
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     plan.threads = options.threads == 0 ? static_cast<int>(cores) : options.threads;
     // A run that searches until its time budget is spent does so on every thread: fewer
@@ -239,6 +243,8 @@ Result finishedResult(std::vector<int> levels, int n, int m, const Options& opti
     result.variables = m;
     result.iterations = outcome.iterations;
     result.restarts = outcome.restarts;
+    result.bestRestart = outcome.bestRestart;
+    result.searchValue = outcome.phip;
     result.stopReason = stopReasonOf(outcome);
     PairSummary pairs;
     pairs.complete = false;

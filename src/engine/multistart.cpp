@@ -94,7 +94,7 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
                             Shared& shared) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point began = Clock::now();
-    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
+    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
     Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
     const long shortest = 400L * plan.points * plan.variables;
     const long standard = defaultAnnealProposals(plan.points, plan.variables);
@@ -140,7 +140,7 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
 // One restart of the evolutionary search under the criterion make(start) returns.
 template <class MakeCriterion>
 RestartResult searchRestart(const MultistartPlan& plan, int restart, Shared& shared, MakeCriterion&& make) {
-    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(restart)));
+    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
     Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
     auto current = make(start);
     const double value = current.value();
@@ -264,6 +264,7 @@ MultistartOutcome runAll(const MultistartPlan& plan, RunRestart&& runRestart) {
     outcome.phip = results[static_cast<std::size_t>(best)].phip;
     outcome.smallest = results[static_cast<std::size_t>(best)].smallest;
     outcome.optimal = results[static_cast<std::size_t>(best)].optimal;
+    outcome.bestRestart = plan.firstRestart + best;
     outcome.timedOut = shared.timedOut;
     outcome.cancelled = shared.cancelled;
     return outcome;
@@ -324,7 +325,7 @@ MultistartOutcome runMultistart(const MultistartPlan& plan) {
         if (plan.start.points() > 0) {
             outcome.levels = plan.start;
         } else {
-            RandomStream stream(derivedSeed(plan.seed, 0));
+            RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart)));
             outcome.levels = randomLatin(plan.points, plan.variables, stream);
         }
         outcome.restarts = 1;

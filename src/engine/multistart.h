@@ -41,6 +41,9 @@ struct MultistartPlan {
     double p = 50.0;
     std::uint64_t seed = 1;
     int restarts = 1;
+    /// The restarts run are firstRestart .. firstRestart + restarts - 1 of the seed: shares
+    /// of one run on several machines, each on the streams the whole run would use.
+    int firstRestart = 0;
     int threads = 1;
     long iterations = 1;  ///< outer iterations per restart
     int innerIterations = 0; ///< per outer iteration; 0: the classic rule of n
@@ -81,6 +84,7 @@ struct MultistartOutcome {
     Smallest smallest;    ///< its smallest distance and the pairs at it (annealing only)
     long iterations = 0;  ///< over all restarts
     int restarts = 0;     ///< restarts that ran
+    int bestRestart = 0;  ///< the winner's number, from the plan's first
     bool timedOut = false;
     bool cancelled = false;
     bool optimal = false; ///< its smallest distance is the plan's bound

@@ -8,6 +8,7 @@
 #include <utility>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -137,6 +138,31 @@ TEST_P(SearchTest, SameBitsWhateverTheNumberOfThreads) {
         EXPECT_EQ(many.stopReason, olhs::StopReason::Iterations);
     }
     EXPECT_NE(olhs::optimize(40, 4, options(8)).levels, one.levels); // another seed, another design
+}
+
+// Shares of a run, made apart and reduced by the documented rule, give the run's design.
+TEST_P(SearchTest, SharesOfARunReduceToTheWholeRun) {
+    Options o = options(11);
+    o.restarts = 6;
+    const Result whole = olhs::optimize(30, 4, o);
+    const bool maximin = o.criterion == olhs::Criterion::Maximin;
+    const auto key = [&](const Result& r) {
+        const double smallest = o.metric == olhs::Metric::Euclidean ? r.minEuclidean : r.minCityBlock;
+        return std::make_tuple(maximin ? -smallest : 0.0, maximin ? r.pairsAtSmallest : 0L, r.searchValue,
+                               r.bestRestart);
+    };
+    o.restarts = 2;
+    Result best;
+    for (int first : {4, 0, 2}) {
+        o.firstRestart = first;
+        const Result share = olhs::optimize(30, 4, o);
+        EXPECT_GE(share.bestRestart, first);
+        EXPECT_LT(share.bestRestart, first + 2);
+        if (best.levels.empty() || key(share) < key(best)) best = share;
+    }
+    EXPECT_EQ(best.levels, whole.levels);
+    EXPECT_EQ(best.bestRestart, whole.bestRestart);
+    EXPECT_TRUE(sameBits(best.phip, whole.phip));
 }
 
 // The bits of each search, so that a change of seeding, defaults or moves shows.
