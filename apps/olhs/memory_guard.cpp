@@ -4,10 +4,6 @@
 #include <cstdio>
 #include <string>
 #include <thread>
-#include <unistd.h>
-#if defined(__linux__)
-#include <sys/sysinfo.h>
-#endif
 
 #include "design.h"
 #include "usage_error.h"
@@ -21,18 +17,6 @@ namespace {
 constexpr double rowOverhead = 16.0 + 16.0;
 
 double matrixBytes(double rows, double columns) { return rows * (columns * 8.0 + rowOverhead); }
-
-double machineBytes() {
-#if defined(__linux__)
-    struct sysinfo info {};
-    if (sysinfo(&info) == 0) {
-        return (static_cast<double>(info.totalram) + static_cast<double>(info.totalswap)) * info.mem_unit;
-    }
-#endif
-    const long pages = sysconf(_SC_PHYS_PAGES);
-    const long pageSize = sysconf(_SC_PAGE_SIZE);
-    return pages > 0 && pageSize > 0 ? static_cast<double>(pages) * static_cast<double>(pageSize) : 0.0;
-}
 
 std::string gibibytes(double bytes) {
     char text[32];
@@ -67,7 +51,7 @@ double estimatedPeakBytes(const Options& options) {
 
 void checkMemory(const Options& options) {
     const double needed = estimatedPeakBytes(options);
-    const double available = machineBytes();
+    const double available = olhs::availableBytes();
     if (available > 0.0 && needed > available) {
         throw UsageError("-n", "a design of " + std::to_string(options.n) + " points in " +
                                    std::to_string(options.m) + " variables needs at least " + gibibytes(needed) +

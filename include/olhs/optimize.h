@@ -168,6 +168,10 @@ OLHS_API long automaticIterations(int n, int m, const Options& options);
 /// `searched`, of a search whatever the start: improve() and augment()).
 OLHS_API double requiredBytes(int n, int m, const Options& options, bool searched = false);
 
+/// The bytes a run may hold: Options::memoryLimit, else the machine's memory and swap (0
+/// where neither is known).
+OLHS_API double availableBytes(const Options& options = Options());
+
 /// Whether optimize(n, m, options) runs a search (false: it hands back the lattice
 /// construction alone, in memory linear in n m).
 OLHS_API bool searches(int n, int m, const Options& options);

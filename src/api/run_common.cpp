@@ -196,9 +196,17 @@ std::string gibibytes(double bytes) {
 
 } // namespace
 
+} // namespace api
+
+double availableBytes(const Options& options) {
+    return options.memoryLimit > 0.0 ? options.memoryLimit : api::machineBytes();
+}
+
+namespace api {
+
 void checkMemory(int n, int m, const Options& options, bool searched) {
     const double needed = requiredBytes(n, m, options, searched);
-    const double available = options.memoryLimit > 0.0 ? options.memoryLimit : machineBytes();
+    const double available = availableBytes(options);
     if (available > 0.0 && needed > available) {
         throw NotEnoughMemory(needed, available,
                               "a design of " + std::to_string(n) + " points in " + std::to_string(m) +

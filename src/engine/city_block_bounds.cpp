@@ -10,7 +10,7 @@
 
 // Vectors pass between always-inlined helpers only, never across a real call, so the
 // warning that their calling convention depends on the instruction set does not apply.
-#if defined(__GNUC__) && !defined(__clang__)
+#if defined(__GNUC__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
@@ -43,13 +43,10 @@ template <int Q, bool Started, class V>
     }
 }
 
-struct Divide {
-    template <class V>
-    [[gnu::always_inline]] V operator()(V p) const { return 1.0f / p; }
-};
-
-template <int Q, class V, class Invert = Divide>
-[[gnu::always_inline]] inline void roughTerms(V& s0, V& s1, V& s2, V& s3, int q, Invert invert = Invert()) {
+// The powers only, left in place: each caller inverts them with what its instruction set
+// has (vectors never pass by value between functions of different instruction sets).
+template <int Q, class V>
+[[gnu::always_inline]] inline void roughPowers(V& s0, V& s1, V& s2, V& s3, int q) {
     V p0 = s0, p1 = s1, p2 = s2, p3 = s3;
     if constexpr (Q > 0) {
         raise<Q, false>(p0, p1, p2, p3, s0, s1, s2, s3);
@@ -69,7 +66,7 @@ template <int Q, class V, class Invert = Divide>
             }
         }
     }
-    s0 = invert(p0), s1 = invert(p1), s2 = invert(p2), s3 = invert(p3);
+    s0 = p0, s1 = p1, s2 = p2, s3 = p3;
 }
 
 // The lanes past the last whole vector, one by one.
@@ -86,8 +83,8 @@ double tail(double added, int k, const Dist* rowA, const Dist* rowB, const std::
         float newA = static_cast<float>(static_cast<std::int32_t>(rowA[k]) + delta) * inverseSigma;
         float newB = static_cast<float>(static_cast<std::int32_t>(rowB[k]) - delta) * inverseSigma;
         float unused0 = 1.0f, unused1 = 1.0f;
-        roughTerms<0>(newA, newB, unused0, unused1, q);
-        added += static_cast<double>(newA + newB);
+        roughPowers<0>(newA, newB, unused0, unused1, q);
+        added += static_cast<double>(1.0f / newA + 1.0f / newB);
     }
     return added;
 }
@@ -105,9 +102,7 @@ double tail(double added, int k, const Dist* rowA, const Dist* rowB, const std::
 // use, and it is finite or infinite, never NaN, wherever p is (0 gives infinity, whose
 // sum the bounds refuse, and infinity 0, a term below any that counts).
 constexpr double avx512ReciprocalError = 0x1.0p-14;
-struct Avx512Reciprocal {
-    [[gnu::target("avx512f")]] __m512 operator()(__m512 p) const { return _mm512_rcp14_ps(p); }
-};
+
 
 template <class Dist>
 [[gnu::target("avx512f,avx512bw,avx512vl")]] inline __m512i load16(const Dist* p, __mmask16 valid) {
@@ -172,7 +167,8 @@ template <class Dist, int Q>
         __m512 a0, b0, a1, b1;
         const __mmask16 keep0 = v.load(k, a0, b0);
         const __mmask16 keep1 = v.load(k + 16, a1, b1);
-        roughTerms<Q>(a0, b0, a1, b1, q, Avx512Reciprocal());
+        roughPowers<Q>(a0, b0, a1, b1, q);
+        a0 = _mm512_rcp14_ps(a0), b0 = _mm512_rcp14_ps(b0), a1 = _mm512_rcp14_ps(a1), b1 = _mm512_rcp14_ps(b1);
         const __m512 four = _mm512_add_ps(_mm512_maskz_add_ps(keep0, a0, b0), _mm512_maskz_add_ps(keep1, a1, b1));
         added = _mm512_add_pd(added, _mm512_add_pd(lowHalf(four), highHalf(four)));
         if ((k & 63) == 32 && k + 32 < count) {
@@ -202,9 +198,7 @@ template <class Dist>
 }
 
 constexpr double avx2ReciprocalError = 1.5 * 0x1.0p-12;
-struct Avx2Reciprocal {
-    [[gnu::target("avx2")]] __m256 operator()(__m256 p) const { return _mm256_rcp_ps(p); }
-};
+
 
 template <class Dist>
 struct Avx2Lanes {
@@ -245,7 +239,8 @@ template <class Dist, int Q>
         __m256 a0, b0, a1, b1;
         const __m256 skip0 = v.load(k, a0, b0);
         const __m256 skip1 = v.load(k + 8, a1, b1);
-        roughTerms<Q>(a0, b0, a1, b1, q, Avx2Reciprocal());
+        roughPowers<Q>(a0, b0, a1, b1, q);
+        a0 = _mm256_rcp_ps(a0), b0 = _mm256_rcp_ps(b0), a1 = _mm256_rcp_ps(a1), b1 = _mm256_rcp_ps(b1);
         const __m256 four = _mm256_add_ps(_mm256_andnot_ps(skip0, _mm256_add_ps(a0, b0)),
                                           _mm256_andnot_ps(skip1, _mm256_add_ps(a1, b1)));
         added = _mm256_add_pd(added, _mm256_add_pd(lowHalf(four), highHalf(four)));

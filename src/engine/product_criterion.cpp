@@ -108,7 +108,7 @@ long double ProductCriterion::totalOf(Pairs&& pair, Singles&& single) const {
     const std::size_t size = static_cast<std::size_t>(n_);
     // The discrepancy's square is a small difference of sums near (13/12)^m (at 50 x 5,
     // 0.003 from 1.5), so the sums are kept in x87 extended precision: the same bits on
-    // every x86-64, and 11 more bits than the cancellation takes.
+    // every x86-64, with 11 bits more than a double against the digits that cancel.
     long double offDiagonal = 0.0L;
     long double diagonal = 0.0L;
     long double singles = 0.0L;

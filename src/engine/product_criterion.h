@@ -89,7 +89,7 @@ private:
     /// (13/12)^m, -2/n sum of the single terms + 1/n^2 sum over all ordered pairs. In
     /// extended precision, where the moves' changes, far smaller, are added exactly enough.
     long double total_ = 0.0L;
-    long double cube_ = 1.0L; ///< (13/12)^m, the discrepancy's square of an empty design
+    long double cube_ = 1.0L; ///< (13/12)^m, the first term of the discrepancy's square
     double value_ = 0.0;
     int movesSinceSum_ = 0;
     int movesSinceRefresh_ = 0;

@@ -5,7 +5,7 @@
 
 // Vectors pass between always-inlined helpers only, never across a real call, so the
 // warning that their calling convention depends on the instruction set does not apply.
-#if defined(__GNUC__) && !defined(__clang__)
+#if defined(__GNUC__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
@@ -37,7 +37,7 @@ inline double discrepancyTerm(const TradedFactors& t, int k) {
 }
 
 // Four lanes of k from `k`: the same operations in the same order as the scalar terms.
-[[gnu::always_inline]] inline Doubles maxProLanes(const TradedFactors& t, int k) {
+[[gnu::target("avx2"), gnu::always_inline]] inline Doubles maxProLanes(const TradedFactors& t, int k) {
     const Doubles xk = {static_cast<double>(t.x[k]), static_cast<double>(t.x[k + 1]), static_cast<double>(t.x[k + 2]),
                         static_cast<double>(t.x[k + 3])};
     Doubles ta, tb;
@@ -52,7 +52,7 @@ inline double discrepancyTerm(const TradedFactors& t, int k) {
     return (da - db) * (ta * da - tb * db) / (da * db);
 }
 
-[[gnu::always_inline]] inline Doubles discrepancyLanes(const TradedFactors& t, int k) {
+[[gnu::target("avx2"), gnu::always_inline]] inline Doubles discrepancyLanes(const TradedFactors& t, int k) {
     const Doubles xk = {static_cast<double>(t.x[k]), static_cast<double>(t.x[k + 1]), static_cast<double>(t.x[k + 2]),
                         static_cast<double>(t.x[k + 3])};
     const Doubles zk = {t.z[t.x[k]], t.z[t.x[k + 1]], t.z[t.x[k + 2]], t.z[t.x[k + 3]]};
@@ -70,7 +70,7 @@ inline double discrepancyTerm(const TradedFactors& t, int k) {
 }
 
 // Lanes k..k+3 that are neither a nor b, all ones.
-[[gnu::always_inline]] inline Words others(const TradedFactors& t, int k) {
+[[gnu::target("avx2"), gnu::always_inline]] inline Words others(const TradedFactors& t, int k) {
     const Words index = {k, k + 1, k + 2, k + 3};
     return (index != t.a) & (index != t.b);
 }
@@ -78,7 +78,7 @@ inline double discrepancyTerm(const TradedFactors& t, int k) {
 inline double joined(const double* s) { return ((s[0] + s[1]) + (s[2] + s[3])) + ((s[4] + s[5]) + (s[6] + s[7])); }
 
 template <bool MaxPro>
-[[gnu::always_inline]] inline double tradedBody(const TradedFactors& t) {
+[[gnu::target("avx2"), gnu::always_inline]] inline double tradedBody(const TradedFactors& t) {
     Doubles low = {0.0, 0.0, 0.0, 0.0};
     Doubles high = {0.0, 0.0, 0.0, 0.0};
     const Doubles none = {0.0, 0.0, 0.0, 0.0};
