@@ -1,7 +1,9 @@
 #include "existing.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -134,7 +136,17 @@ int score(const ExistingOptions& e) {
     const DesignTable table = readDesign(e.input);
     const std::vector<int> levels = ranksOf(table, source);
     const double p = e.base.optimiser.p;
-    const olhs::Metrics mt = olhs::metrics(levels, table.n, table.m, p);
+    // Measuring a large design takes a while: the progress line shows how far it is.
+    const olhs::Metrics mt = withProgress(e.base, [&](const ProgressCallback& progress) {
+        const auto started = std::chrono::steady_clock::now();
+        return olhs::metrics(levels, table.n, table.m, p, [&](double done) {
+            olhs::Progress report{0, 0, std::numeric_limits<double>::quiet_NaN(),
+                                  std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count()};
+            report.phase = olhs::Phase::Measuring;
+            report.fractionDone = done;
+            return progress(report);
+        });
+    });
     std::optional<OutputFile> output;
     if (!e.base.output.empty()) {
         output.emplace("-o", e.base.output);

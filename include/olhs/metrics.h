@@ -4,6 +4,7 @@
 // Measures of any design: ranks of real values, phi_p and the other space-filling and
 // correlation measures of integer levels. Independent of how the design was made.
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -69,6 +70,18 @@ struct Metrics {
 /// Throws std::invalid_argument when n < 2, m < 1, p is outside [1, 200] or a column is
 /// not a permutation of 1..n.
 OLHS_API Metrics metrics(const std::vector<int>& levels, int n, int m, double p = 50.0);
+
+/// metrics() stopped by its caller.
+class OLHS_API MeasuringCancelled : public std::runtime_error {
+public:
+    MeasuringCancelled() : std::runtime_error("measuring cancelled") {}
+};
+
+/// The same, telling `progress` the share of the work done, 0 to 1, every few rows (at
+/// least ten times a second on large designs); its returning false stops the measuring
+/// with MeasuringCancelled.
+OLHS_API Metrics metrics(const std::vector<int>& levels, int n, int m, double p,
+                         const std::function<bool(double)>& progress);
 
 } // namespace olhs
 

@@ -289,9 +289,18 @@ double phip(const Design& design, double p, const std::string& metric) {
 }
 
 py::dict metrics(const Design& design, double p) {
-    const olhs::Metrics measured = onRanks(design, [&](const std::vector<int>& levels, int n, int m) {
-        return olhs::metrics(levels, n, m, p);
-    });
+    olhs::Metrics measured;
+    try {
+        measured = onRanks(design, [&](const std::vector<int>& levels, int n, int m) {
+            // Ctrl-C stops a long measuring: Python's signal handlers run between rows.
+            return olhs::metrics(levels, n, m, p, [](double) {
+                py::gil_scoped_acquire gil;
+                return PyErr_CheckSignals() == 0;
+            });
+        });
+    } catch (const olhs::MeasuringCancelled&) {
+        throw py::error_already_set(); // the KeyboardInterrupt the handlers raised
+    }
     py::dict out;
     out["phi_p"] = measured.phipCityBlock;
     out["phi_p_euclidean"] = measured.phipEuclidean;

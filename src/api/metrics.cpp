@@ -135,7 +135,23 @@ std::optional<double> largestAbsCorrelation(const std::vector<int>& levels, int 
 }
 
 // Hickernell's centred L2 discrepancy of the levels placed at (k - 0.5) / n.
-double centredL2Discrepancy(const std::vector<int>& levels, int n, int m) {
+// The share of metrics()' three passes over the pairs done, told every 64 rows.
+class PassProgress {
+public:
+    PassProgress(const std::function<bool(double)>& progress, int n) : progress_(progress), n_(n) {}
+    void row(int pass, std::size_t i) const {
+        if (!progress_ || (i & 63) != 0) return;
+        const double pairs = 0.5 * n_ * (n_ - 1.0);
+        const double before = static_cast<double>(i) * (n_ - 1.0) - 0.5 * static_cast<double>(i) * (i - 1.0);
+        if (!progress_((pass + before / pairs) / 3.0)) throw MeasuringCancelled();
+    }
+
+private:
+    const std::function<bool(double)>& progress_;
+    int n_;
+};
+
+double centredL2Discrepancy(const std::vector<int>& levels, int n, int m, const PassProgress& progress) {
     const std::size_t rows = static_cast<std::size_t>(n), columns = static_cast<std::size_t>(m);
     std::vector<double> x(rows * columns), a(rows * columns);
     for (std::size_t k = 0; k < x.size(); ++k) {
@@ -144,6 +160,7 @@ double centredL2Discrepancy(const std::vector<int>& levels, int n, int m) {
     }
     double single = 0.0, pairs = 0.0;
     for (std::size_t i = 0; i < rows; ++i) {
+        progress.row(1, i);
         const double* xi = &x[i * columns];
         const double* ai = &a[i * columns];
         double product = 1.0;
@@ -361,7 +378,9 @@ double phip(const std::vector<int>& levels, int n, int m, Metric metric, double 
     return api::summarisePairs(levels, n, m, metric == Metric::Euclidean ? 2 : 1, p).phip;
 }
 
-Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {
+Metrics metrics(const std::vector<int>& levels, int n, int m, double p) { return metrics(levels, n, m, p, {}); }
+
+Metrics metrics(const std::vector<int>& levels, int n, int m, double p, const std::function<bool(double)>& progress) {
     checkShape(n, m);
     checkExponent(p);
     checkLevels(levels, n, m);
@@ -370,14 +389,18 @@ Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {
     api::OrderedPowerSum euclideanSum(-(p / 2), largestDistance(levels, 2, m));
     std::int64_t minCity = std::numeric_limits<std::int64_t>::max(), minSquared = minCity;
     long long cityPairs = 0, squaredPairs = 0;
-    api::forEachPair(levels, n, m, [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
-        citySum.add(cityBlock);
-        euclideanSum.add(squared);
-        if (cityBlock < minCity) minCity = cityBlock, cityPairs = 0;
-        if (cityBlock == minCity) ++cityPairs;
-        if (squared < minSquared) minSquared = squared, squaredPairs = 0;
-        if (squared == minSquared) ++squaredPairs;
-    });
+    const PassProgress passes(progress, n);
+    api::forEachPair(
+        levels, n, m,
+        [&](std::size_t, std::size_t, std::int64_t cityBlock, std::int64_t squared) {
+            citySum.add(cityBlock);
+            euclideanSum.add(squared);
+            if (cityBlock < minCity) minCity = cityBlock, cityPairs = 0;
+            if (cityBlock == minCity) ++cityPairs;
+            if (squared < minSquared) minSquared = squared, squaredPairs = 0;
+            if (squared == minSquared) ++squaredPairs;
+        },
+        [&](std::size_t i) { passes.row(0, i); });
     Metrics result;
     result.phipCityBlock = std::pow(citySum.sum(), 1.0 / p);
     result.phipEuclidean = std::pow(euclideanSum.sum(), 1.0 / p);
@@ -386,8 +409,9 @@ Metrics metrics(const std::vector<int>& levels, int n, int m, double p) {
     result.minEuclidean = std::sqrt(static_cast<double>(minSquared));
     result.minEuclideanPairs = squaredPairs;
     result.maxAbsCorrelation = largestAbsCorrelation(levels, n, m);
-    result.centredL2Discrepancy = centredL2Discrepancy(levels, n, m);
-    result.maxPro = engine::ProductCriterion::fullValue(api::levelsFrom(levels, n, m), engine::ProductKind::MaxPro);
+    result.centredL2Discrepancy = centredL2Discrepancy(levels, n, m, passes);
+    result.maxPro = engine::ProductCriterion::fullValue(api::levelsFrom(levels, n, m), engine::ProductKind::MaxPro,
+                                                        [&](int i) { passes.row(2, static_cast<std::size_t>(i)); });
     return result;
 }
 

@@ -29,11 +29,13 @@ inline std::vector<std::int64_t> levelsByColumn(const std::vector<int>& levels, 
 /// Calls visit(i, j, cityBlock, squaredEuclidean) for every pair i < j of the n points of
 /// `levels` (n x m, row after row), i ascending, then j ascending; O(n m) memory.
 template <class Visit>
-void forEachPair(const std::vector<int>& levels, int n, int m, Visit&& visit) {
+void forEachPair(const std::vector<int>& levels, int n, int m, Visit&& visit,
+                 const std::function<void(std::size_t)>& rowStarts = {}) {
     const std::size_t rows = static_cast<std::size_t>(n);
     const std::vector<std::int64_t> byColumn = levelsByColumn(levels, n, m);
     std::vector<std::int64_t> cityBlock(rows), squared(rows);
     for (std::size_t i = 0; i + 1 < rows; ++i) {
+        if (rowStarts) rowStarts(i);
         rowDistances(byColumn, rows, static_cast<std::size_t>(m), i, cityBlock.data(), squared.data());
         for (std::size_t j = i + 1; j < rows; ++j) visit(i, j, cityBlock[j], squared[j]);
     }

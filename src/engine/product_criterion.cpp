@@ -219,11 +219,14 @@ void ProductCriterion::resum() {
     }
 }
 
-double ProductCriterion::fullValue(const Levels& levels, ProductKind kind) {
+double ProductCriterion::fullValue(const Levels& levels, ProductKind kind, const std::function<void(int)>& rowStarts) {
     // Every product made afresh and summed as a kept search sums them, in O(n m) memory.
     const ProductCriterion tables(levels, kind, false, TablesOnly{});
     return tables.valueOf(tables.totalOf(
-        [&](std::size_t i, std::size_t j) { return tables.product(static_cast<int>(i), static_cast<int>(j)); },
+        [&](std::size_t i, std::size_t j) {
+            if (j == i + 1 && rowStarts) rowStarts(static_cast<int>(i)); // a row's first pair
+            return tables.product(static_cast<int>(i), static_cast<int>(j));
+        },
         [&](std::size_t i) { return tables.single(static_cast<int>(i)); }));
 }
 

@@ -1,6 +1,7 @@
 #ifndef OLHS_ENGINE_PRODUCT_CRITERION_H
 #define OLHS_ENGINE_PRODUCT_CRITERION_H
 
+#include <functional>
 #include <vector>
 
 #include "engine/choice.h"
@@ -50,8 +51,9 @@ public:
     /// time, recomputing the products where n m have; a no-op otherwise.
     void resum();
 
-    /// The criterion of a design computed from scratch, pair by pair, in O(n m) memory.
-    static double fullValue(const Levels& levels, ProductKind kind);
+    /// The criterion of a design computed from scratch, pair by pair, in O(n m) memory;
+    /// `rowStarts`, if given, is told each point whose pairs with later ones come next.
+    static double fullValue(const Levels& levels, ProductKind kind, const std::function<void(int)>& rowStarts = {});
 
 private:
     struct TablesOnly {};

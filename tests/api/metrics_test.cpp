@@ -1,5 +1,6 @@
 // Measures of any design: ranks, phi_p (its bits against the plain loop, with the terms
 // that cannot change the sum left out), and the other measures against hand-worked cases.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -235,6 +236,29 @@ TEST(Metrics, AgreeWithTheOptimisersResult) {
             EXPECT_EQ(measured.minCityBlock, r.minCityBlock);
             EXPECT_EQ(measured.minEuclidean, r.minEuclidean);
         }
+}
+
+// Measuring with progress: the same measures, shares told in order through all three
+// passes over the pairs, and a false answer stops it.
+TEST(Metrics, ProgressSeesEveryPassAndCanStopIt) {
+    const olhs::Result r = olhs::optimize(300, 3, olhs::Options());
+    std::vector<double> told;
+    const olhs::Metrics watched = olhs::metrics(r.levels, 300, 3, 50.0, [&](double done) {
+        told.push_back(done);
+        return true;
+    });
+    const olhs::Metrics plain = olhs::metrics(r.levels, 300, 3);
+    EXPECT_TRUE(sameBits(watched.phipCityBlock, plain.phipCityBlock));
+    EXPECT_TRUE(sameBits(watched.maxPro, plain.maxPro));
+    EXPECT_TRUE(sameBits(watched.centredL2Discrepancy, plain.centredL2Discrepancy));
+    ASSERT_GE(told.size(), 6u);
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+    EXPECT_EQ(told.front(), 0.0);
+    EXPECT_GT(told.back(), 2.0 / 3.0);
+    EXPECT_LT(told.back(), 1.0);
+    int calls = 0;
+    EXPECT_THROW(olhs::metrics(r.levels, 300, 3, 50.0, [&](double) { return ++calls < 3; }), olhs::MeasuringCancelled);
+    EXPECT_EQ(calls, 3);
 }
 
 } // namespace
