@@ -52,6 +52,11 @@ struct RestartResult {
     bool optimal = false;
 };
 
+// The plan's time.
+std::chrono::steady_clock::time_point now(const MultistartPlan& plan) {
+    return plan.clock ? plan.clock() : std::chrono::steady_clock::now();
+}
+
 // Proposals per anneal when a run has neither a length nor a deadline: 1000 per level of
 // the design, fewer for large designs so that an anneal stays near 4e8 lane operations.
 long defaultAnnealProposals(int n, int m) {
@@ -93,7 +98,7 @@ template <class Dist, int Exponent>
 RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                             Shared& shared) {
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point began = Clock::now();
+    const Clock::time_point began = now(plan);
     RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
     Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
     const long shortest = 400L * plan.points * plan.variables;
@@ -112,7 +117,7 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
     result.ran = true;
     bool finished = false;
     while (!finished && annealer.anneals() < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
-        if (Clock::now() >= plan.deadline) {
+        if (now(plan) >= plan.deadline) {
             shared.timedOut = true;
             shared.stop = true;
             break;
@@ -121,8 +126,8 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
         if (fitted && annealer.anneals() == 1 && !annealer.midAnneal()) {
             // The first anneal measured this machine's pace: about four anneals fill the
             // rest of the time, within 400 and 4000 proposals per level of the design.
-            const double spent = std::chrono::duration<double>(Clock::now() - began).count();
-            const double left = std::chrono::duration<double>(plan.deadline - Clock::now()).count();
+            const double spent = std::chrono::duration<double>(now(plan) - began).count();
+            const double left = std::chrono::duration<double>(plan.deadline - now(plan)).count();
             const double pace = static_cast<double>(annealer.proposals()) / std::max(spent, 1e-6);
             const double wanted = std::min(pace * left / 4.0, 10.0 * shortest);
             annealer.setProposalsPerAnneal(std::max(shortest, static_cast<long>(wanted)));
@@ -153,7 +158,7 @@ RestartResult searchRestart(const MultistartPlan& plan, int restart, Shared& sha
     while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
         bool outOfTime = false;
         search.outerIteration([&] {
-            outOfTime = outOfTime || std::chrono::steady_clock::now() >= plan.deadline;
+            outOfTime = outOfTime || now(plan) >= plan.deadline;
             return outOfTime;
         });
         if (outOfTime) {

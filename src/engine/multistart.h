@@ -72,6 +72,9 @@ struct MultistartPlan {
     std::int64_t bound = 0;
     /// When to stop whatever the iterations; time_point::max(): never.
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
+    /// The clock the deadline is read on; empty: the steady clock. Tests give one whose
+    /// time they decide, called from every restart's thread.
+    std::function<std::chrono::steady_clock::time_point()> clock;
     /// After each outer iteration (restart, its iterations, best phi_p of all so far);
     /// called one at a time; returning false cancels the run.
     std::function<bool(int, long, double)> onIteration;
