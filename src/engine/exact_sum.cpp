@@ -65,65 +65,67 @@ inline std::uint64_t unitsOf(double t, Scale scale) {
     return good ? bitsOf(y) - bitsOf(0x1p52) : kBad;
 }
 
-// unitsOf on two terms at once, in plain vector arithmetic that any target lowers to its
-// own instructions.
-typedef double Doubles __attribute__((vector_size(16)));
-typedef std::uint64_t Words __attribute__((vector_size(16)));
+// Lanes of terms: two for any x86-64, four where the processor has AVX2.
+template <int L>
+struct UnitLanes;
+template <>
+struct UnitLanes<2> {
+    typedef double Doubles __attribute__((vector_size(16)));
+    typedef std::uint64_t Words __attribute__((vector_size(16)));
+};
+template <>
+struct UnitLanes<4> {
+    typedef double Doubles __attribute__((vector_size(32)));
+    typedef std::uint64_t Words __attribute__((vector_size(32)));
+};
 
-inline Words unitsOf(Doubles t, Scale scale) {
+// unitsOf on every lane at once, added to q: the same exact arithmetic lane by lane, so
+// every width gives the same units. By reference, so no vector crosses a call.
+template <class Doubles, class Words>
+[[gnu::always_inline]] inline void addUnits(const Doubles& t, Scale scale, Words& q) {
     const Doubles x = t * scale.first * scale.second;
     const Doubles y = x + 0x1p52;
     const Doubles off = (y - 0x1p52) - x;
     const Words good = (Words)((x >= 0.0) & (x < 0x1p52) & (off != 0.5) & (off != -0.5));
-    return (((Words)y - bitsOf(0x1p52)) & good) | (kBad & ~good);
+    q += (((Words)y - bitsOf(0x1p52)) & good) | (kBad & ~good);
 }
 
-// The units in binade f of the terms of row[0, count).
-template <class Dist>
-std::uint64_t sumUnits(const double* table, const Dist* row, int count, unsigned f) {
+// The units in binade f of the terms of row[0, count), L terms at a time.
+template <int L, class Dist>
+[[gnu::always_inline]] inline std::uint64_t sumUnitsOf(const double* table, const Dist* row, int count, unsigned f) {
+    using Doubles = typename UnitLanes<L>::Doubles;
+    using Words = typename UnitLanes<L>::Words;
     const Scale scale = scaleOf(f);
-    // Pairs of terms below a quarter unit add none; skipping them is worth a branch.
+    // Lanes of terms all below a quarter unit add none; skipping them is worth a branch.
     const double small = doubleOf(f >= 55 ? std::uint64_t{f - 54} << 52 : 0);
-    Words q = {0, 0};
+    Words q = {};
     int j = 0;
-    for (; j + 2 <= count; j += 2) {
-        const Doubles t = {termOf(table, row[j]), termOf(table, row[j + 1])};
+    for (; j + L <= count; j += L) {
+        double terms[L];
+        for (int l = 0; l < L; ++l) terms[l] = termOf(table, row[j + l]);
+        Doubles t;
+        std::memcpy(&t, terms, sizeof t);
         const Words none = (Words)((t >= 0.0) & (t < small));
-        if ((none[0] & none[1]) == 0) q += unitsOf(t, scale);
+        std::uint64_t all = ~std::uint64_t{0};
+        for (int l = 0; l < L; ++l) all &= none[l];
+        if (all == 0) addUnits(t, scale, q);
     }
-    std::uint64_t sum = q[0] + q[1];
+    std::uint64_t sum = 0;
+    for (int l = 0; l < L; ++l) sum += q[l];
     for (; j < count; ++j) sum += unitsOf(termOf(table, row[j]), scale);
     return sum;
+}
+
+template <class Dist>
+std::uint64_t sumUnits(const double* table, const Dist* row, int count, unsigned f) {
+    return sumUnitsOf<2>(table, row, count, f);
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #define OLHS_EXACT_SUM_WIDE 1
-typedef double Doubles4 __attribute__((vector_size(32)));
-typedef std::uint64_t Words4 __attribute__((vector_size(32)));
-
-// sumUnits four terms at a time: the same exact arithmetic lane by lane, so the same units.
 template <class Dist>
 [[gnu::target("avx2")]] std::uint64_t sumUnitsWide(const double* table, const Dist* row, int count, unsigned f) {
-    const Scale scale = scaleOf(f);
-    const double small = doubleOf(f >= 55 ? std::uint64_t{f - 54} << 52 : 0);
-    const double two52 = 0x1p52;
-    const std::uint64_t two52Bits = bitsOf(two52);
-    Words4 q = {0, 0, 0, 0};
-    int j = 0;
-    for (; j + 4 <= count; j += 4) {
-        const Doubles4 t = {termOf(table, row[j]), termOf(table, row[j + 1]), termOf(table, row[j + 2]),
-                            termOf(table, row[j + 3])};
-        const Words4 none = (Words4)((t >= 0.0) & (t < small));
-        if ((none[0] & none[1] & none[2] & none[3]) != 0) continue;
-        const Doubles4 x = t * scale.first * scale.second;
-        const Doubles4 y = x + two52;
-        const Doubles4 off = (y - two52) - x;
-        const Words4 good = (Words4)((x >= 0.0) & (x < two52) & (off != 0.5) & (off != -0.5));
-        q += (((Words4)y - two52Bits) & good) | (kBad & ~good);
-    }
-    std::uint64_t sum = (q[0] + q[1]) + (q[2] + q[3]);
-    for (; j < count; ++j) sum += unitsOf(termOf(table, row[j]), scale);
-    return sum;
+    return sumUnitsOf<4>(table, row, count, f);
 }
 #endif
 
