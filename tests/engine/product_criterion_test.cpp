@@ -95,21 +95,4 @@ TEST_P(ProductCriterionTest, EveryPathJudgesWithTheSameBits) {
     }
 }
 
-TEST(ProductCriterion, BestIsTheFirstSmallestJudgement) {
-    RandomStream stream(3);
-    const ProductCriterion kept(randomLatin(20, 3, stream), ProductKind::Discrepancy);
-    std::vector<Pair> pairs;
-    drawDistinctPairs(stream, 30, 20, pairs);
-    pairs.push_back(pairs[4]); // a tie: the earlier one stays chosen
-    const Choice chosen = kept.best(1, pairs);
-    for (int t = 0; t < static_cast<int>(pairs.size()); ++t) {
-        const double value = kept.judge(1, pairs[t].a - 1, pairs[t].b - 1);
-        if (t < chosen.index) {
-            EXPECT_GT(value, chosen.value);
-        } else {
-            EXPECT_GE(value, chosen.value);
-        }
-    }
-}
-
 } // namespace

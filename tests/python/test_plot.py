@@ -31,17 +31,6 @@ def test_each_panel_plots_one_pair_of_columns(variables):
     assert png.getvalue().startswith(b"\x89PNG")
 
 
-@pytest.mark.parametrize("arguments, message", [
-    (dict(design=[[0.1], [0.6]]), "design: .*at least 2"),
-    (dict(variables=[1]), "variables: .*at least 2"),
-    (dict(variables=[0, 2]), r"variables: .*\[0, 1\]"),
-    (dict(labels=["a"]), "labels: .*2 columns"),
-])
-def test_refusals_name_the_argument(arguments, message):
-    with pytest.raises(ValueError, match=message):
-        olhs.plot(**{"design": [[0.1, 0.2], [0.6, 0.7]], **arguments})
-
-
 def test_without_matplotlib_only_plot_fails_and_says_what_to_install():
     code = r"""
 import sys
