@@ -1,26 +1,12 @@
 #include "design.h"
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
 #include <string>
 #include <utility>
-#include <valarray>
-
-#include <unistd.h>
 
 #include "number_text.h"
-#include "olhs/CRand.h"
-#include "olhs/LatinHypercube.h"
-#include "olhs/OptimalLH.h"
-#include "olhs/OptimalLatinHypercubeDOE.h"
-#include "olhs/SimpleESEA.h"
-#include "olhs/StoppingCriteria.h"
+#include "olhs/classic.h"
 #include "olhs/optimize.h"
 #include "usage_error.h"
 
@@ -28,174 +14,47 @@ namespace olhs_cli {
 
 namespace {
 
-// The library's "no limit".
-constexpr double noLimit = 1.7e308;
-
-// The search's stop rule and iteration count are only written to its full report: read
-// them back from there. Empty texts and 0 when the report cannot be read.
-struct ReportedStop {
-    std::string rule;
-    int iterations = 0;
-    double totalSeconds = 0.0;
-};
-
-ReportedStop readStop(const std::string& reportPath) {
-    ReportedStop stop;
-    std::ifstream in(reportPath);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line == "STOPPING CRITERION REACHED:") {
-            std::getline(in, stop.rule);
-        } else if (line.rfind("At iteration: ", 0) == 0) {
-            stop.iterations = std::atoi(line.c_str() + 14);
-        } else if (line.rfind("Total time for the task: ", 0) == 0) {
-            stop.totalSeconds = std::atof(line.c_str() + 25);
-        }
-    }
-    return stop;
-}
-
-// The full report of a search, either the one the user asked for or one in a private
-// temporary directory that is removed again.
-ReportedStop stopOf(SimpleESEA& search, const Options& options) {
-    if (options.reportPrefix) {
-        return readStop(*options.reportPrefix + "FullReport.rpt");
-    }
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/olhs.XXXXXX";
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
-    if (mkdtemp(name.data()) == nullptr) {
-        return {};
-    }
-    const std::string directory(name.data());
-    search.setFileName(directory + "/");
-    search.fprintfReport(2);
-    const std::string path = directory + "/FullReport.rpt";
-    ReportedStop stop = readStop(path);
-    std::remove(path.c_str());
-    rmdir(directory.c_str());
-    return stop;
-}
-
-std::string whyStopped(const ReportedStop& stop, const SearchLimits& limits) {
-    // A run past the time limit names it, even when another rule held at the same time.
-    if (limits.timeLimit && stop.totalSeconds > *limits.timeLimit) {
-        return "the time limit (--time-limit " + shortestText(*limits.timeLimit) + " s) was reached";
-    }
-    if (stop.rule == "Maximum number of iterations.") {
+std::string whyStopped(const olhs::ClassicResult& run, const olhs::ClassicLimits& limits) {
+    switch (run.stopReason) {
+    case olhs::ClassicStop::TimeLimit:
+        return "the time limit (--time-limit " + shortestText(limits.timeLimit) + " s) was reached";
+    case olhs::ClassicStop::Iterations:
         return "the iteration limit (--max-iterations " + std::to_string(limits.maxIterations) + ") was reached";
-    }
-    if (stop.rule == "Maximum number of iterations without improvements.") {
+    case olhs::ClassicStop::Stall:
         return "more than " + std::to_string(limits.stallIterations) +
                " iterations passed without improvement (--stall-iterations)";
+    case olhs::ClassicStop::Cancelled: break;
     }
-    if (stop.rule == "Maximum time allowed for the task.") {
-        return "the time limit was reached";
-    }
-    return stop.rule.empty() ? "a stopping rule held" : stop.rule;
+    return "the search was cancelled";
 }
 
-// Mirrors the entry point step for step (design, OptimalLH with the incremental update,
-// stopping criteria, search, best design), so that the default limits give the very same
-// design; only the limits and the report differ.
-LatinHypercube searchWithLimits(const Options& options, SearchStop& stop) {
-    LatinHypercube design(options.n, options.m, false);
-    OptimalLH start(design);
-    start.setPHICflag(1);
-
-    StoppingCriteria criteria;
-    criteria.setMaxIterations(options.limits.maxIterations);
-    criteria.setStallIterLimit(options.limits.stallIterations);
-    criteria.setMinIterations(options.limits.minIterations);
-    if (options.limits.timeLimit) {
-        criteria.setTimeLimit(*options.limits.timeLimit);
-        // setTimeLimit also lowers the limit on time without improvement, a rule the user
-        // never asked for and whose text would then name the stop: stopping at the same
-        // iteration, the time limit is the reason.
-        criteria.setStallTimeLimit(noLimit);
-    }
-    criteria.setRelativeObjectiveConvergence(options.limits.convergence);
-
-    SimpleESEA search(start, criteria);
+// The classic search, its progress lines on standard error. With --report the classic
+// classes run it and write the report (their lines go wherever stdout points).
+olhs::ClassicResult classicSearch(const Options& options) {
     if (options.reportPrefix) {
-        search.setFileName(*options.reportPrefix);
+        return olhs::classicWithReport(options.n, options.m, options.limits, options.seed, *options.reportPrefix);
     }
-    const auto started = std::chrono::steady_clock::now();
-    search.run();
-    stop.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    if (options.reportPrefix) {
-        search.fprintfReport(3);
-    }
-    const ReportedStop reported = stopOf(search, options);
-    stop.iterations = reported.iterations;
-    stop.reason = whyStopped(reported, options.limits);
-    return search.getXbest();
+    return olhs::classic(options.n, options.m, options.limits, options.seed,
+                         [&options](const olhs::ClassicProgress& progress) {
+                             if (progress.lineDue && !options.quiet) {
+                                 std::fputs(olhs::classicProgressLine(progress).c_str(), stderr);
+                             }
+                             return true;
+                         });
 }
 
-// Scales exactly as the entry point does: the level minus one over the double n - 1.
-std::vector<double> unitValues(LatinHypercube& design) {
-    const int n = design.getNPoints();
-    const int m = design.getNDV();
+// Levels placed as the entry point places them: the level minus one over the double n - 1.
+std::vector<double> gridValues(const std::vector<int>& levels, int n) {
+    std::vector<double> unit(levels.size());
     const double divisor = n - 1;
-    std::vector<double> unit(static_cast<std::size_t>(n) * static_cast<std::size_t>(m));
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < m; ++j) {
-            unit[static_cast<std::size_t>(i) * m + j] = (design.getElement(i, j) - 1) / divisor;
-        }
-    }
+    for (std::size_t k = 0; k < levels.size(); ++k) unit[k] = (levels[k] - 1) / divisor;
     return unit;
-}
-
-// k / (n - 1) times n - 1 lands within rounding of k, so rounding recovers the level.
-std::vector<int> levelsOf(const std::vector<double>& unit, int n) {
-    std::vector<int> levels(unit.size());
-    const double divisor = n - 1;
-    for (std::size_t k = 0; k < unit.size(); ++k) {
-        levels[k] = static_cast<int>(std::lround(unit[k] * divisor)) + 1;
-    }
-    return levels;
-}
-
-// The library keeps the first column in point order; with a single column that would be
-// the whole design, so its levels are shuffled (Fisher-Yates) with draws from the same
-// seeded stream, after the design's own.
-void shuffleSingleColumn(std::vector<double>& unit) {
-    CRand draw(false);
-    for (std::size_t i = unit.size() - 1; i > 0; --i) {
-        const std::size_t j = std::min(i, static_cast<std::size_t>(draw.Random() * static_cast<double>(i + 1)));
-        std::swap(unit[i], unit[j]);
-    }
-}
-
-// The library names its fields; the user knows the command's options.
-std::string optionOfField(const std::string& field) {
-    const std::pair<const char*, const char*> names[] = {
-        {"n", "-n"},           {"m", "-m"},   {"restarts", "--restarts"}, {"threads", "--threads"},
-        {"iterations", "--iterations"}, {"timeBudget", "--time-budget"}, {"p", "-p"},
-        {"metric", "--metric"}, {"criterion", "--criterion"}, {"start", "--start"}, {"placement", "--placement"}};
-    for (const auto& [library, command] : names) {
-        if (field == library) {
-            return command;
-        }
-    }
-    return field;
 }
 
 Design optimised(const Options& options, const ProgressCallback& progress) {
     const OptimiserSettings& s = options.optimiser;
     const olhs::Options settings = libraryOptions(options, progress);
-    olhs::Result run;
-    try {
-        run = olhs::optimize(options.n, options.m, settings);
-    } catch (const std::invalid_argument& e) {
-        const std::string message = e.what();
-        const std::size_t colon = message.find(": ");
-        if (colon == std::string::npos) {
-            throw UsageError(message);
-        }
-        throw UsageError(optionOfField(message.substr(0, colon)), message.substr(colon + 2));
-    }
+    olhs::Result run = olhs::optimize(options.n, options.m, settings);
     Design result;
     result.n = options.n;
     result.m = options.m;
@@ -223,6 +82,21 @@ Design optimised(const Options& options, const ProgressCallback& progress) {
     return result;
 }
 
+Design classicDesign(const Options& options) {
+    Design result;
+    result.n = options.n;
+    result.m = options.m;
+    if (options.random) {
+        result.levels = olhs::classicRandom(options.n, options.m, options.seed);
+    } else {
+        olhs::ClassicResult run = classicSearch(options);
+        result.stop = SearchStop{whyStopped(run, options.limits), run.iterations, run.seconds};
+        result.levels = std::move(run.levels);
+    }
+    result.unit = gridValues(result.levels, result.n);
+    return result;
+}
+
 } // namespace
 
 olhs::Options libraryOptions(const Options& options, const ProgressCallback& progress) {
@@ -243,29 +117,11 @@ olhs::Options libraryOptions(const Options& options, const ProgressCallback& pro
 }
 
 Design makeDesign(const Options& options, const ProgressCallback& progress) {
-    if (options.method == Method::Optimiser) {
-        return optimised(options, progress);
+    try {
+        return options.method == Method::Optimiser ? optimised(options, progress) : classicDesign(options);
+    } catch (const olhs::InvalidOption& refusal) {
+        refuseFromLibrary(refusal);
     }
-    CRand::seed(options.seed);
-
-    Design result;
-    result.n = options.n;
-    result.m = options.m;
-    if (!options.random) {
-        SearchStop stop;
-        LatinHypercube best = searchWithLimits(options, stop);
-        result.unit = unitValues(best);
-        result.stop = stop;
-    } else {
-        std::valarray<double> values;
-        OptimalLatinHypercubeDOE(0, options.m, options.n, values);
-        result.unit.assign(std::begin(values), std::end(values));
-    }
-    if (result.m == 1) {
-        shuffleSingleColumn(result.unit);
-    }
-    result.levels = levelsOf(result.unit, result.n);
-    return result;
 }
 
 } // namespace olhs_cli

@@ -24,7 +24,6 @@
 #include "olhs/optimize.h"
 #include "output_file.h"
 #include "progress_line.h"
-#include "progress_redirect.h"
 #include "usage_error.h"
 
 namespace olhs_cli {
@@ -45,23 +44,6 @@ std::vector<int> ranksOf(const DesignTable& table, const std::string& source) {
     } catch (const std::invalid_argument& e) {
         throw UsageError(source + ": " + e.what());
     }
-}
-
-// The library names its arguments; the user knows the command's options.
-[[noreturn]] void refuseFromLibrary(const std::invalid_argument& e, const std::string& source) {
-    const std::string message = e.what();
-    const std::size_t colon = message.find(": ");
-    const std::string field = colon == std::string::npos ? std::string() : message.substr(0, colon);
-    const std::pair<const char*, const char*> names[] = {
-        {"restarts", "--restarts"}, {"threads", "--threads"}, {"iterations", "--iterations"},
-        {"timeBudget", "--time-budget"}, {"p", "-p"}, {"metric", "--metric"}, {"placement", "--placement"},
-        {"k", "-k"}, {"lower", "--bounds"}, {"upper", "--bounds"}};
-    for (const auto& [library, command] : names) {
-        if (field == library) {
-            throw UsageError(command, message.substr(colon + 2));
-        }
-    }
-    throw UsageError(source + ": " + message);
 }
 
 std::vector<Interval> boxOf(const Options& o, int m) {
@@ -114,7 +96,6 @@ void deliver(std::optional<OutputFile>& output, const std::function<void(std::FI
 // The optimiser's run, with the progress line on standard error.
 template <class Run>
 auto withProgress(const Options& o, Run&& run) {
-    const ProgressRedirect redirect(o.quiet);
     ProgressLine line(stderr, !o.quiet && isatty(STDERR_FILENO) == 1, o.optimiser);
     auto result = run([&line](const olhs::Progress& progress) { return line(progress); });
     line.clear();
@@ -197,7 +178,7 @@ int improve(const ExistingOptions& e) {
     const olhs::Result result = withProgress(o, [&](const ProgressCallback& progress) {
         try {
             return olhs::improve(start, n, m, libraryOptions(o, progress));
-        } catch (const std::invalid_argument& error) {
+        } catch (const olhs::InvalidOption& error) {
             refuseFromLibrary(error, source);
         }
     });
@@ -271,7 +252,7 @@ int augment(const ExistingOptions& e) {
     const olhs::AugmentResult result = withProgress(o, [&](const ProgressCallback& progress) {
         try {
             return olhs::augment(table.values, n, m, k, libraryOptions(o, progress), lower, upper);
-        } catch (const std::invalid_argument& error) {
+        } catch (const olhs::InvalidOption& error) {
             refuseFromLibrary(error, source);
         }
     });

@@ -1,5 +1,6 @@
 #include "formats.h"
 
+#include <cmath>
 #include <cstddef>
 #include <string>
 
@@ -131,12 +132,12 @@ const char* placementName(olhs::Placement placement) {
 Json settings(const Options& options) {
     Json result = {{"optimised", !options.random}};
     if (options.method == Method::Classic) {
-        const SearchLimits& limits = options.limits;
+        const olhs::ClassicLimits& limits = options.limits;
         result["classic"] = true;
         result["max_iterations"] = limits.maxIterations;
         result["stall_iterations"] = limits.stallIterations;
         result["min_iterations"] = limits.minIterations;
-        result["time_limit"] = limits.timeLimit ? Json(*limits.timeLimit) : Json(nullptr);
+        result["time_limit"] = std::isinf(limits.timeLimit) ? Json(nullptr) : Json(limits.timeLimit);
         result["convergence"] = limits.convergence;
     } else if (options.method == Method::Optimiser) {
         const OptimiserSettings& s = options.optimiser;

@@ -46,7 +46,9 @@ int run(const Options& options) {
 
     Design design;
     {
-        const ProgressRedirect redirect(options.quiet);
+        // Only the classic classes print (with --report): their lines go to standard error.
+        std::optional<ProgressRedirect> redirect;
+        if (options.reportPrefix) redirect.emplace(options.quiet);
         ProgressLine line(stderr, !options.quiet && isatty(STDERR_FILENO) == 1, options.optimiser);
         design = makeDesign(options, [&line](const olhs::Progress& progress) { return line(progress); });
         line.clear();

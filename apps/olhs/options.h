@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "olhs/classic.h"
 #include "olhs/optimize.h"
 #include "values.h"
 
@@ -19,14 +20,6 @@ enum class Format { Csv, Tsv, Json };
 /// as an existing design gave them.
 enum class Scale { Unit, Levels, Bounds, Given };
 
-/// Limits of the search; the defaults are the ones the library's entry point uses.
-struct SearchLimits {
-    int maxIterations = 2000;
-    int stallIterations = 100;
-    int minIterations = 5;
-    std::optional<double> timeLimit; ///< seconds; none by default
-    double convergence = 0.01;
-};
 
 /// Settings of the optimiser; the defaults are the library's, except that a time budget
 /// without --iterations lets the restarts run until it is spent.
@@ -52,7 +45,7 @@ struct Options {
     bool random = false; ///< method is Random
     std::uint64_t seed = 0;
     bool seedGiven = false;
-    SearchLimits limits;          ///< with --classic
+    olhs::ClassicLimits limits;   ///< with --classic
     OptimiserSettings optimiser;  ///< without --classic or --random
     Scale scale = Scale::Unit;
     std::vector<Interval> bounds; ///< one per variable when scale is Bounds

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "olhs/errors.h"
+
 namespace olhs_cli {
 
 class UsageError : public std::runtime_error {
@@ -18,6 +20,11 @@ public:
     /// A message that already names what it is about.
     explicit UsageError(const std::string& message) : std::runtime_error(message) {}
 };
+
+/// A setting the library refused, as the command's: the field under the option that sets
+/// it. For the commands on an existing design, `source` names the file, and refusals of
+/// the design itself (its size, its values) read "source: field: ...".
+[[noreturn]] void refuseFromLibrary(const olhs::InvalidOption& refusal, const std::string& source = {});
 
 /// Exit status for input the command refuses.
 constexpr int exitUsage = 2;

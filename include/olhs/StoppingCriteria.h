@@ -10,6 +10,12 @@
 /// The limits and counters of one optimisation run, and the rule that ended it. Each run
 /// needs a fresh object (or a copy of one that has not served a run): nothing resets the
 /// counters. Times are whole seconds of calendar time and start at 0.
+namespace olhs {
+namespace detail {
+struct StoppingCriteriaAccess;
+} // namespace detail
+} // namespace olhs
+
 class OLHS_API StoppingCriteria {
 public:
     /// 100 iterations at most, 5 at least, 10 without improvement, no time limits, 1 %.
@@ -70,6 +76,7 @@ private:
     std::time_t initialTime;
     std::time_t currentTime;
     bool stopFlag;
+    friend struct olhs::detail::StoppingCriteriaAccess;
 };
 
 #endif

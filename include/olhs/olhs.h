@@ -12,6 +12,8 @@
 #include "olhs/Report.h"
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
+#include "olhs/classic.h"
+#include "olhs/errors.h"
 #include "olhs/existing.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"

@@ -265,13 +265,10 @@ def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
 
     Notes
     -----
-    Each call starts the classic classes afresh: the random stream from the seed and
-    the search's exploring factor (which every classic search continues) from its
-    first value, so the design is the one a program's first call of the entry point
-    makes, whatever ran before. The classic classes share that state per process, so
-    calls run one at a time (a lock serialises them across threads), and the search
-    cannot be interrupted. While its lines are discarded the call keeps the GIL, so that no other
-    Python thread's output is lost; with ``verbose=True`` it releases the GIL.
+    Each call is the first search of a fresh program: the stream from the seed, and the
+    search's state from its start, whatever ran before. Calls run outside the GIL, any
+    number at once, and Ctrl-C stops the search between its iterations
+    (KeyboardInterrupt).
 
     Examples
     --------

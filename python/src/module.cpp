@@ -12,19 +12,14 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <valarray>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
 #include "olhs/CRand.h"
-#include "olhs/OptimalLatinHypercubeDOE.h"
-#include "olhs/SimpleESEA.h"
+#include "olhs/classic.h"
 #include "olhs/existing.h"
 #include "olhs/metrics.h"
 #include "olhs/optimize.h"
@@ -67,17 +62,15 @@ olhs::Placement placementOf(const std::string& name) {
     throw py::value_error("placement: must be 'centered', 'grid' or 'jittered' (got '" + name + "')");
 }
 
-// The library names its fields as in C++; Python callers know the keyword arguments.
-std::string withPythonNames(const std::string& message) {
+// The library's refusal under the keyword argument that sets the field.
+std::string withPythonName(const olhs::InvalidOption& refusal) {
     const std::pair<const char*, const char*> names[] = {
-        {"m: ", "d: "},           {"timeBudget: ", "time_budget: "}, {"values: ", "design: "},
-        {"startLevels: ", "design: "}, {"lower: ", "bounds: "},         {"upper: ", "bounds: "},
-        {"firstRestart: ", "first_restart: "}};
+        {"m", "d"},           {"timeBudget", "time_budget"}, {"values", "design"}, {"startLevels", "design"},
+        {"levels", "design"}, {"lower", "bounds"},           {"upper", "bounds"},  {"firstRestart", "first_restart"}};
     for (const auto& [library, python] : names) {
-        const std::string prefix(library);
-        if (message.compare(0, prefix.size(), prefix) == 0) return python + message.substr(prefix.size());
+        if (refusal.option() == library) return std::string(python) + ": " + refusal.reason();
     }
-    return message;
+    return refusal.what();
 }
 
 py::array_t<double> matrix(const double* values, int n, int m) {
@@ -157,11 +150,7 @@ auto watched(olhs::Options& options, const py::object& progress, Search search) 
         }
     }
     if (watch->error) throw std::move(*watch->error);
-    try {
-        return running.get();
-    } catch (const std::invalid_argument& e) {
-        throw py::value_error(withPythonNames(e.what()));
-    }
+    return running.get();
 }
 
 template <class Value>
@@ -204,66 +193,46 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     return out;
 }
 
-// The classic classes share one random stream and one exploring factor per process.
-std::mutex classicInUse;
-
-// Sends the search's progress lines (printf on file descriptor 1) to /dev/null. Only
-// while the GIL is held, so that no Python thread writes to standard output meanwhile.
-class SilencedStdout {
-public:
-    SilencedStdout() {
-        std::fflush(stdout);
-        const int sink = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (sink < 0) return;
-        saved_ = fcntl(1, F_DUPFD_CLOEXEC, 3);
-        if (saved_ >= 0 && dup2(sink, 1) < 0) {
-            close(saved_);
-            saved_ = -1;
-        }
-        close(sink);
-    }
-    ~SilencedStdout() {
-        std::fflush(stdout);
-        if (saved_ < 0) return;
-        dup2(saved_, 1);
-        close(saved_);
-    }
-    SilencedStdout(const SilencedStdout&) = delete;
-    SilencedStdout& operator=(const SilencedStdout&) = delete;
-
-private:
-    int saved_ = -1;
-};
-
 py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool verbose) {
-    // The entry point would print these refusals and return nothing.
-    if (n < 2) throw py::value_error("n: the number of points must be at least 2 (got " + std::to_string(n) + ")");
-    if (m < 1) throw py::value_error("d: the number of variables must be at least 1 (got " + std::to_string(m) + ")");
-    if (mode == 1 && m < 2)
-        throw py::value_error("d: mode 1 (the search) needs at least 2 variables (got " + std::to_string(m) + ")");
-    std::valarray<double> X;
-    auto run = [&] {
-        const std::lock_guard<std::mutex> lock(classicInUse);
-        // Every call as the first search of a fresh process, the command's design: the
-        // stream from the seed, and the exploring factor that every search continues back
-        // at its first value (an update at an acceptance ratio below 0.1 selects it).
-        CRand::seed(seed);
-        SimpleESEA().updateTh(false, 0.0, 0.0);
-        OptimalLatinHypercubeDOE(mode, m, n, X);
-    };
-    if (verbose) {
-        py::gil_scoped_release release;
-        run();
+    std::vector<int> levels;
+    if (mode != 1) {
+        // The entry point's random design keeps a single column in point order.
+        levels = m == 1 ? std::vector<int>() : olhs::classicRandom(n, m, seed);
+        for (int i = 1; m == 1 && i <= n; ++i) levels.push_back(i);
     } else {
-        const SilencedStdout silenced;
-        run();
+        bool interrupted = false;
+        {
+            py::gil_scoped_release release;
+            // Ctrl-C stops the search between its outer iterations.
+            levels = olhs::classic(n, m, olhs::ClassicLimits(), seed, [&](const olhs::ClassicProgress& progress) {
+                         if (verbose && progress.lineDue) {
+                             std::fputs(olhs::classicProgressLine(progress).c_str(), stdout);
+                             std::fflush(stdout);
+                         }
+                         py::gil_scoped_acquire gil;
+                         interrupted = PyErr_CheckSignals() != 0;
+                         return !interrupted;
+                     }).levels;
+        }
+        if (interrupted) throw py::error_already_set();
     }
-    if (X.size() != static_cast<std::size_t>(n) * static_cast<std::size_t>(m))
-        throw std::runtime_error("the entry point returned no design");
-    return matrix(&X[0], n, m);
+    // Level k at (k - 1) / (n - 1), as the entry point places it.
+    const double divisor = n - 1;
+    std::vector<double> unit(levels.size());
+    for (std::size_t k = 0; k < levels.size(); ++k) unit[k] = (levels[k] - 1) / divisor;
+    return matrix(unit.data(), n, m);
 }
 
 using Design = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+// The ranks of a design's columns; a tie is refused under the design's name.
+std::vector<int> ranksOf(const std::vector<double>& values, int n, int m) {
+    try {
+        return olhs::ranks(values.data(), n, m);
+    } catch (const olhs::TiedValues& tie) {
+        throw py::value_error(std::string("design: ") + tie.what());
+    }
+}
 
 // The levels 1..n of each column of a design, by rank, as the command measures designs.
 // The values are copied under the GIL; the measuring runs without it.
@@ -274,11 +243,7 @@ auto onRanks(const Design& design, Measure measure) {
     const int m = static_cast<int>(design.shape(1));
     std::vector<double> values(design.data(), design.data() + design.size());
     py::gil_scoped_release release;
-    try {
-        return measure(olhs::ranks(values.data(), n, m), n, m);
-    } catch (const std::invalid_argument& e) {
-        throw py::value_error(std::string("design: ") + e.what());
-    }
+    return measure(ranksOf(values, n, m), n, m);
 }
 
 double phip(const Design& design, double p, const std::string& metric) {
@@ -327,12 +292,7 @@ py::dict improve(const Design& design, std::uint64_t seed, int restarts, int thr
                  double timeBudget, const std::string& metric, double p, const py::object& progress) {
     int n = 0, m = 0;
     const std::vector<double> values = valuesOf(design, n, m);
-    std::vector<int> start;
-    try {
-        start = olhs::ranks(values.data(), n, m);
-    } catch (const std::invalid_argument& e) {
-        throw py::value_error(std::string("design: ") + e.what());
-    }
+    const std::vector<int> start = ranksOf(values, n, m);
     olhs::Options options = searchOptions(seed, restarts, threads, iterations, timeBudget, metric, p, "centered");
     const auto [result, startPhip] = watched(options, progress, [&start, n, m](const olhs::Options& o) {
         olhs::Result improved = olhs::improve(start, n, m, o);
@@ -386,6 +346,13 @@ PYBIND11_MODULE(_olhs, module) {
     module.doc() = "Compiled core of the olhs package; use the functions of olhs instead.";
     // A MemoryError, so that code catching Python's own out-of-memory error catches it too.
     py::register_exception<olhs::NotEnoughMemory>(module, "NotEnoughMemory", PyExc_MemoryError);
+    py::register_exception_translator([](std::exception_ptr raised) {
+        try {
+            if (raised) std::rethrow_exception(raised);
+        } catch (const olhs::InvalidOption& refusal) {
+            PyErr_SetString(PyExc_ValueError, withPythonName(refusal).c_str());
+        }
+    });
 
     py::class_<olhs::Progress>(module, "Progress",
                                "What a progress callable is given after each outer iteration of a restart, and "

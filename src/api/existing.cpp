@@ -24,40 +24,6 @@ using api::refuse;
 
 constexpr int maxAugmentedPoints = 1000000;
 
-std::string cell(int row, int column) {
-    return "row " + std::to_string(row + 1) + ", column " + std::to_string(column + 1);
-}
-
-std::vector<int> rowMajor(const engine::Levels& levels) {
-    const int n = levels.points(), m = levels.variables();
-    std::vector<int> out(static_cast<std::size_t>(n) * m);
-    for (int i = 0; i < n; ++i)
-        for (int c = 0; c < m; ++c) out[static_cast<std::size_t>(i) * m + c] = levels(i, c);
-    return out;
-}
-
-void checkLatin(const std::vector<int>& levels, int n, int m) {
-    const std::size_t expected = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
-    if (levels.size() != expected)
-        refuse("startLevels", "must hold n m = " + std::to_string(expected) + " levels", std::to_string(levels.size()));
-    std::vector<int> rowOf(static_cast<std::size_t>(n) + 1);
-    for (int c = 0; c < m; ++c) {
-        std::fill(rowOf.begin(), rowOf.end(), -1);
-        for (int i = 0; i < n; ++i) {
-            const int level = levels[static_cast<std::size_t>(i) * m + c];
-            if (level < 1 || level > n)
-                refuse("startLevels", cell(i, c) + ": levels must lie in 1.." + std::to_string(n), std::to_string(level));
-            int& seen = rowOf[static_cast<std::size_t>(level)];
-            if (seen >= 0)
-                refuse("startLevels",
-                       "column " + std::to_string(c + 1) + " must be a permutation of 1.." + std::to_string(n) +
-                           ": rows " + std::to_string(seen + 1) + " and " + std::to_string(i + 1) + " both hold",
-                       std::to_string(level));
-            seen = i;
-        }
-    }
-}
-
 struct Box {
     std::vector<double> low, high;
 };
@@ -96,14 +62,14 @@ int stratumOf(double x, double lo, double hi, int N) {
 Result improve(const std::vector<int>& startLevels, int n, int m, const Options& options) {
     api::checkOptions(n, m, options);
     api::checkMemory(n, m, options, true);
-    checkLatin(startLevels, n, m);
+    api::checkLatin("startLevels", startLevels, n, m);
     const Clock::time_point started = Clock::now();
 
     engine::MultistartPlan plan = api::planFor(n, m, n, options, started);
     plan.start = levelsFrom(startLevels, n, m);
     const engine::MultistartOutcome outcome = engine::runMultistart(plan);
 
-    return api::finishedResult(rowMajor(outcome.levels), n, m, options, outcome, started);
+    return api::finishedResult(api::rowMajor(outcome.levels), n, m, options, outcome, started);
 }
 
 AugmentResult augment(const std::vector<double>& values, int n, int m, int k, const Options& options,
@@ -125,17 +91,15 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
                options.criterion == Criterion::Maximin ? "maximin"
                : options.criterion == Criterion::MaxPro ? "maxpro"
                                                         : "discrepancy");
-    const std::size_t cells = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
-    if (values.size() != cells)
-        refuse("values", "must hold n m = " + std::to_string(cells) + " values", std::to_string(values.size()));
+    api::checkSize("values", values.size(), n, m);
     const Box box = boxOf(m, lower, upper);
     for (int i = 0; i < n; ++i) {
         for (int c = 0; c < m; ++c) {
             const double x = values[static_cast<std::size_t>(i) * m + c];
             const double lo = box.low[static_cast<std::size_t>(c)], hi = box.high[static_cast<std::size_t>(c)];
-            if (!std::isfinite(x)) refuse("values", cell(i, c) + ": must be a finite number", api::text(x));
+            if (!std::isfinite(x)) refuse("values", api::cell(i, c) + ": must be a finite number", api::text(x));
             if (!(x >= lo && x <= hi))
-                refuse("values", cell(i, c) + ": must lie in [" + api::text(lo) + ", " + api::text(hi) + "]",
+                refuse("values", api::cell(i, c) + ": must lie in [" + api::text(lo) + ", " + api::text(hi) + "]",
                        api::text(x));
         }
     }
@@ -188,7 +152,7 @@ AugmentResult augment(const std::vector<double>& values, int n, int m, int k, co
     result.iterations = outcome.iterations;
     result.restarts = outcome.restarts;
     result.stopReason = api::stopReasonOf(outcome);
-    result.strata = rowMajor(outcome.levels);
+    result.strata = api::rowMajor(outcome.levels);
     result.phip = phip(result.strata, N, m, options.metric, options.p);
     result.design.resize(static_cast<std::size_t>(N) * m);
     std::copy(values.begin(), values.end(), result.design.begin());

@@ -55,46 +55,23 @@ void OrderedPowerSum::updateAbsorption() {
 
 namespace {
 
-std::string text(double value) {
-    char buffer[32];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
-    return std::string(buffer, end);
-}
-
 void checkShape(int n, int m) {
-    if (n < 2) throw std::invalid_argument("n: a design needs at least 2 points (got " + std::to_string(n) + ")");
-    if (m < 1) throw std::invalid_argument("m: a design needs at least 1 variable (got " + std::to_string(m) + ")");
+    if (n < 2) api::refuse("n", "a design needs at least 2 points", std::to_string(n));
+    if (m < 1) api::refuse("m", "a design needs at least 1 variable", std::to_string(m));
 }
 
 void checkExponent(double p) {
-    if (!(p >= 1.0 && p <= 200.0)) throw std::invalid_argument("p: must lie in [1, 200] (got " + text(p) + ")");
+    if (!(p >= 1.0 && p <= 200.0)) api::refuse("p", "must lie in [1, 200]", api::text(p));
 }
 
 // Levels within a million of 0 keep every squared distance far inside 64 bits.
 constexpr int levelLimit = 1000000;
 
 void checkLevels(const std::vector<int>& levels, int n, int m) {
-    if (levels.size() != static_cast<std::size_t>(n) * static_cast<std::size_t>(m))
-        throw std::invalid_argument("levels: " + std::to_string(levels.size()) + " values for " + std::to_string(n) +
-                                    " x " + std::to_string(m));
+    api::checkSize("levels", levels.size(), n, m);
     for (int level : levels)
         if (level < -levelLimit || level > levelLimit)
-            throw std::invalid_argument("levels: must lie in [-1000000, 1000000] (got " + std::to_string(level) + ")");
-}
-
-void checkLatin(const std::vector<int>& levels, int n, int m) {
-    std::vector<char> seen(static_cast<std::size_t>(n) + 1);
-    for (int c = 0; c < m; ++c) {
-        std::fill(seen.begin(), seen.end(), 0);
-        for (int i = 0; i < n; ++i) {
-            const int level = levels[static_cast<std::size_t>(i) * m + c];
-            if (level < 1 || level > n || seen[static_cast<std::size_t>(level)])
-                throw std::invalid_argument("levels: column " + std::to_string(c + 1) + " is not a permutation of 1.." +
-                                            std::to_string(n) + " (row " + std::to_string(i + 1) + " holds " +
-                                            std::to_string(level) + ")");
-            seen[static_cast<std::size_t>(level)] = 1;
-        }
-    }
+            api::refuse("levels", "must lie in [-1000000, 1000000]", std::to_string(level));
 }
 
 // Largest distance the pairs can have, for sizing the table of terms.
@@ -349,8 +326,7 @@ std::vector<int> ranks(const double* values, int n, int m) {
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t c = 0; c < columns; ++c)
             if (!std::isfinite(values[i * columns + c]))
-                throw std::invalid_argument("column " + std::to_string(c + 1) + ", row " + std::to_string(i + 1) +
-                                            ": " + text(values[i * columns + c]) + " is not a finite number");
+                api::refuse("values", api::cell(i, c) + ": must be a finite number", api::text(values[i * columns + c]));
     std::vector<int> result(rows * columns);
     std::vector<std::size_t> order(rows);
     for (std::size_t c = 0; c < columns; ++c) {
@@ -363,7 +339,7 @@ std::vector<int> ranks(const double* values, int n, int m) {
                 const int first = static_cast<int>(order[k]) + 1, second = static_cast<int>(order[k + 1]) + 1;
                 throw TiedValues(column, first, second, value(order[k]),
                                  "column " + std::to_string(column) + ": rows " + std::to_string(first) + " and " +
-                                     std::to_string(second) + " tie at " + text(value(order[k])));
+                                     std::to_string(second) + " tie at " + api::text(value(order[k])));
             }
         }
         for (std::size_t k = 0; k < rows; ++k) result[order[k] * columns + c] = static_cast<int>(k + 1);
@@ -383,8 +359,7 @@ Metrics metrics(const std::vector<int>& levels, int n, int m, double p) { return
 Metrics metrics(const std::vector<int>& levels, int n, int m, double p, const std::function<bool(double)>& progress) {
     checkShape(n, m);
     checkExponent(p);
-    checkLevels(levels, n, m);
-    checkLatin(levels, n, m);
+    api::checkLatin("levels", levels, n, m);
     api::OrderedPowerSum citySum(-p, largestDistance(levels, 1, m));
     api::OrderedPowerSum euclideanSum(-(p / 2), largestDistance(levels, 2, m));
     std::int64_t minCity = std::numeric_limits<std::int64_t>::max(), minSquared = minCity;

@@ -119,10 +119,7 @@ Result optimize(int n, int m, const Options& options) {
     std::vector<int> order(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) order[static_cast<std::size_t>(i)] = i;
     engine::RandomStream rows(engine::derivedSeed(options.seed, api::rowOrderUse));
-    for (int i = n - 1; i > 0; --i) {
-        const int j = std::min(i, static_cast<int>(rows.next() * (i + 1)));
-        std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(j)]);
-    }
+    engine::shuffle(rows, order.data(), n);
     std::vector<int> levels(static_cast<std::size_t>(n) * m);
     for (int i = 0; i < n; ++i) {
         for (int c = 0; c < m; ++c) {

@@ -1,6 +1,7 @@
 #include "api/run_common.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -38,10 +39,69 @@ constexpr int searchableFromLattice = 10000;
 } // namespace
 
 void refuse(const std::string& option, const std::string& range, const std::string& given) {
-    throw std::invalid_argument(option + ": " + range + " (got " + given + ")");
+    throw InvalidOption(option, range, given);
 }
 
-std::string text(double value) { return std::to_string(value); }
+std::string text(double value) {
+    char buffer[32]; // the longest shortest form, "-2.2250738585072014e-308", is 24
+    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+}
+
+std::string cell(int row, int column) {
+    return "row " + std::to_string(row + 1) + ", column " + std::to_string(column + 1);
+}
+
+void checkSize(const std::string& option, std::size_t size, int n, int m) {
+    const std::size_t expected = static_cast<std::size_t>(n) * static_cast<std::size_t>(m);
+    if (size != expected) refuse(option, "must hold n m = " + std::to_string(expected) + " values", std::to_string(size));
+}
+
+void checkLatin(const std::string& option, const std::vector<int>& levels, int n, int m) {
+    checkSize(option, levels.size(), n, m);
+    std::vector<int> rowOf(static_cast<std::size_t>(n) + 1);
+    for (int c = 0; c < m; ++c) {
+        std::fill(rowOf.begin(), rowOf.end(), -1);
+        for (int i = 0; i < n; ++i) {
+            const int level = levels[static_cast<std::size_t>(i) * m + c];
+            if (level < 1 || level > n)
+                refuse(option, cell(i, c) + ": levels must lie in 1.." + std::to_string(n), std::to_string(level));
+            int& seen = rowOf[static_cast<std::size_t>(level)];
+            if (seen >= 0)
+                refuse(option,
+                       "column " + std::to_string(c + 1) + " must be a permutation of 1.." + std::to_string(n) +
+                           ": rows " + std::to_string(seen + 1) + " and " + std::to_string(i + 1) + " both hold",
+                       std::to_string(level));
+            seen = i;
+        }
+    }
+}
+
+std::vector<int> rowMajor(const engine::Levels& levels) {
+    const int n = levels.points(), m = levels.variables();
+    std::vector<int> out(static_cast<std::size_t>(n) * static_cast<std::size_t>(m));
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < m; ++c) out[static_cast<std::size_t>(i) * m + c] = levels(i, c);
+    return out;
+}
+
+void checkClassicShape(int n, int m, int fewestVariables) {
+    if (n < 2) refuse("n", "the number of points must be at least 2", std::to_string(n));
+    if (m < fewestVariables)
+        refuse("m", fewestVariables == 2 ? "the search needs at least 2 variables" : "the number of variables must be at least 1",
+               std::to_string(m));
+}
+
+void checkClassicLimits(const ClassicLimits& l) {
+    if (l.minIterations < 0) refuse("minIterations", "must be at least 0", std::to_string(l.minIterations));
+    // The iteration limit is tested for equality once the minimum has passed, so a limit
+    // at or below the minimum would never stop the search.
+    if (l.maxIterations <= l.minIterations)
+        refuse("maxIterations", "must be greater than minIterations (" + std::to_string(l.minIterations) + ")",
+               std::to_string(l.maxIterations));
+    if (l.stallIterations < 1) refuse("stallIterations", "must be at least 1", std::to_string(l.stallIterations));
+    if (!(l.timeLimit >= 0.0)) refuse("timeLimit", "must be 0 seconds or more", text(l.timeLimit));
+    if (!(l.convergence >= 0.0 && l.convergence <= 1.0)) refuse("convergence", "must lie in [0, 1]", text(l.convergence));
+}
 
 StartPlan startFor(int n, int m, const Options& options) {
     StartPlan plan;

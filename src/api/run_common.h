@@ -8,8 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "olhs/classic.h"
+#include "olhs/errors.h"
 #include "olhs/optimize.h"
 
+#include "engine/levels.h"
 #include "engine/multistart.h"
 #include "engine/random_stream.h"
 
@@ -28,11 +31,26 @@ constexpr std::uint64_t dealUse = rowOrderUse + 2;
 /// At least this many inner iterations per outer one.
 constexpr int minimumInnerIterations = 10;
 
-/// Throws std::invalid_argument "option: range (got given)".
+/// Throws InvalidOption "option: range (got given)".
 [[noreturn]] void refuse(const std::string& option, const std::string& range, const std::string& given);
 
-/// A number for messages.
+/// A number for messages, in its shortest form.
 std::string text(double value);
+
+/// "row R, column C" of a design, both counted from 1, as every message names a cell.
+std::string cell(int row, int column);
+/// Refuses, under `option`, a list that is not n m values long.
+void checkSize(const std::string& option, std::size_t size, int n, int m);
+/// Refuses, under `option`, levels (n x m, row after row) that are not a Latin design:
+/// the first level outside 1..n, or the first repeated in its column.
+void checkLatin(const std::string& option, const std::vector<int>& levels, int n, int m);
+/// The levels row after row.
+std::vector<int> rowMajor(const engine::Levels& levels);
+
+/// Refuses a classic design's shape: n at least 2, m at least `fewestVariables`.
+void checkClassicShape(int n, int m, int fewestVariables);
+/// Refuses classic limits out of range.
+void checkClassicLimits(const ClassicLimits& limits);
 
 /// Where the restarts of a run start: from a lattice design or random ones, and whether a
 /// lattice is searched from or handed back as it is.

@@ -52,11 +52,6 @@ struct RestartResult {
     bool optimal = false;
 };
 
-// The plan's time.
-std::chrono::steady_clock::time_point now(const MultistartPlan& plan) {
-    return plan.clock ? plan.clock() : std::chrono::steady_clock::now();
-}
-
 // Proposals per anneal when a run has neither a length nor a deadline: 1000 per level of
 // the design, fewer for large designs so that an anneal stays near 4e8 lane operations.
 long defaultAnnealProposals(int n, int m) {
@@ -97,13 +92,12 @@ Levels inRowsOf(const Levels& design, const Levels& start) {
 template <class Dist, int Exponent>
 RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                             Shared& shared) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point began = now(plan);
+    const auto began = now(plan.clock);
     RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
     Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
     const long shortest = 400L * plan.points * plan.variables;
     const long standard = defaultAnnealProposals(plan.points, plan.variables);
-    const bool fitted = plan.proposalsPerAnneal == 0 && plan.deadline != Clock::time_point::max();
+    const bool fitted = plan.proposalsPerAnneal == 0 && plan.deadline != std::chrono::steady_clock::time_point::max();
     AnnealSettings settings;
     settings.exponent = Exponent;
     settings.q = plan.annealPower;
@@ -117,7 +111,7 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
     result.ran = true;
     bool finished = false;
     while (!finished && annealer.anneals() < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
-        if (now(plan) >= plan.deadline) {
+        if (now(plan.clock) >= plan.deadline) {
             shared.timedOut = true;
             shared.stop = true;
             break;
@@ -126,8 +120,8 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
         if (fitted && annealer.anneals() == 1 && !annealer.midAnneal()) {
             // The first anneal measured this machine's pace: about four anneals fill the
             // rest of the time, within 400 and 4000 proposals per level of the design.
-            const double spent = std::chrono::duration<double>(now(plan) - began).count();
-            const double left = std::chrono::duration<double>(plan.deadline - now(plan)).count();
+            const double spent = std::chrono::duration<double>(now(plan.clock) - began).count();
+            const double left = std::chrono::duration<double>(plan.deadline - now(plan.clock)).count();
             const double pace = static_cast<double>(annealer.proposals()) / std::max(spent, 1e-6);
             const double wanted = std::min(pace * left / 4.0, 10.0 * shortest);
             annealer.setProposalsPerAnneal(std::max(shortest, static_cast<long>(wanted)));
@@ -158,7 +152,7 @@ RestartResult searchRestart(const MultistartPlan& plan, int restart, Shared& sha
     while (result.iterations < plan.iterations && !shared.stop.load(std::memory_order_relaxed)) {
         bool outOfTime = false;
         search.outerIteration([&] {
-            outOfTime = outOfTime || now(plan) >= plan.deadline;
+            outOfTime = outOfTime || now(plan.clock) >= plan.deadline;
             return outOfTime;
         });
         if (outOfTime) {
@@ -310,11 +304,7 @@ Levels randomLatin(int n, int m, RandomStream& stream) {
         for (int i = 0; i < n; ++i) {
             column[static_cast<std::size_t>(i)] = i + 1;
         }
-        // Fisher-Yates: uniform over the permutations, n - 1 draws.
-        for (int i = n - 1; c > 0 && i > 0; --i) {
-            const int j = std::min(i, static_cast<int>(stream.next() * (i + 1)));
-            std::swap(column[static_cast<std::size_t>(i)], column[static_cast<std::size_t>(j)]);
-        }
+        if (c > 0) shuffle(stream, column.data(), n);
         for (int i = 0; i < n; ++i) {
             levels.set(i, c, column[static_cast<std::size_t>(i)]);
         }

@@ -10,6 +10,7 @@
 #include "engine/levels.h"
 #include "engine/product_criterion.h"
 #include "engine/random_stream.h"
+#include "engine/stopping.h"
 
 namespace olhs {
 namespace engine {
@@ -72,9 +73,8 @@ struct MultistartPlan {
     std::int64_t bound = 0;
     /// When to stop whatever the iterations; time_point::max(): never.
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
-    /// The clock the deadline is read on; empty: the steady clock. Tests give one whose
-    /// time they decide, called from every restart's thread.
-    std::function<std::chrono::steady_clock::time_point()> clock;
+    /// The clock the deadline is read on, called from every restart's thread.
+    Clock clock;
     /// After each outer iteration (restart, its iterations, best phi_p of all so far);
     /// called one at a time; returning false cancels the run.
     std::function<bool(int, long, double)> onIteration;

@@ -109,6 +109,16 @@ std::vector<V> pickPermutation(Stream& stream, int n, int picked) {
     return out;
 }
 
+/// Fisher-Yates: the values in an order uniform over all orders, from the last place down
+/// (count - 1 draws). Every shuffle of the library draws this way.
+template <class T, class Stream>
+void shuffle(Stream& stream, T* values, int count) {
+    for (int i = count - 1; i > 0; --i) {
+        const int j = std::min(i, static_cast<int>(stream.next() * (i + 1)));
+        std::swap(values[i], values[j]);
+    }
+}
+
 /// Two distinct values of 1..n, a < b.
 struct Pair {
     int a;

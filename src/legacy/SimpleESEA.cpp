@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/ese.h"
+#include "olhs/classic.h"
 #include "search_core.h"
 #include "shared_stream.h"
 
@@ -92,8 +93,8 @@ void SimpleESEA::run() {
 
         const int progressEvery = stoppingCriteria.getStallIterLimit();
         if (progressEvery != 0 && stoppingCriteria.getCurrentIteration() % progressEvery == 0) {
-            std::printf("Iteration #: %03d\t\tOptimality criterion = %14.6g\n", stoppingCriteria.getCurrentIteration(),
-                        bestBefore);
+            const olhs::ClassicProgress line{stoppingCriteria.getCurrentIteration(), bestBefore, true};
+            std::fputs(olhs::classicProgressLine(line).c_str(), stdout);
         }
 
         runInnerLoop();

@@ -2,7 +2,10 @@
 #define OLHS_SRC_SEARCH_ACCESS_H
 
 #include "engine/ese.h"
+#include <string>
+
 #include "olhs/SimpleESEA.h"
+#include "olhs/StoppingCriteria.h"
 
 namespace olhs {
 namespace detail {
@@ -13,6 +16,12 @@ struct SimpleESEAAccess {
     static int M(const SimpleESEA& s) { return s.M; }
     static double threshold(const SimpleESEA& s) { return s.Th; }
     static void setThreshold(SimpleESEA& s, double th) { s.Th = th; }
+    static StoppingCriteria& stopping(SimpleESEA& s) { return s.stoppingCriteria; }
+};
+
+/// The rule that ended a run, as its report names it.
+struct StoppingCriteriaAccess {
+    static const std::string& stopText(const StoppingCriteria& c) { return c.stopCriterion; }
 };
 
 using engine::candidatesPerIteration;

@@ -266,7 +266,7 @@ TEST(Augment, BoxesAndRefusals) {
         }
     }
     EXPECT_EQ(refusal([&] { olhs::augment(values, 3, 2, 1); }),
-              "values: row 1, column 1: must lie in [0.000000, 1.000000] (got 10.000000)");
+              "values: row 1, column 1: must lie in [0, 1] (got 10)");
     EXPECT_TRUE(startsWith(refusal([&] { olhs::augment({0.5, NAN}, 1, 2, 1); }), "values: row 1, column 2: must be a finite"));
     EXPECT_TRUE(startsWith(refusal([&] { olhs::augment({0.5, 0.5}, 1, 2, 0); }), "k:"));
     EXPECT_TRUE(startsWith(refusal([&] { olhs::augment({}, 0, 2, 1); }), "n:"));

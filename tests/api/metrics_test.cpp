@@ -77,9 +77,9 @@ TEST(Ranks, RanksEachColumnAndNamesWhatItRefuses) {
     EXPECT_EQ(refusal([&] { olhs::ranks(zeros.data(), 2, 1); }), "column 1: rows 1 and 2 tie at 0");
     std::vector<double> bad = {1.0, 2.0, 3.0, 4.0};
     bad[3] = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(refusal([&] { olhs::ranks(bad.data(), 2, 2); }), "column 2, row 2: nan is not a finite number");
+    EXPECT_EQ(refusal([&] { olhs::ranks(bad.data(), 2, 2); }), "values: row 2, column 2: must be a finite number (got nan)");
     bad[3] = -INFINITY;
-    EXPECT_EQ(refusal([&] { olhs::ranks(bad.data(), 2, 2); }), "column 2, row 2: -inf is not a finite number");
+    EXPECT_EQ(refusal([&] { olhs::ranks(bad.data(), 2, 2); }), "values: row 2, column 2: must be a finite number (got -inf)");
     EXPECT_EQ(refusal([&] { olhs::ranks(values.data(), 1, 2); }).rfind("n: ", 0), 0u);
     EXPECT_EQ(refusal([&] { olhs::ranks(values.data(), 3, 0); }).rfind("m: ", 0), 0u);
 }
@@ -93,7 +93,7 @@ TEST(Phip, HandWorkedCasesAndRefusals) {
     EXPECT_EQ(olhs::phip({1, 1, 1, 1, 2, 2}, 3, 2), INFINITY);
 
     EXPECT_EQ(refusal([&] { olhs::phip(levels, 3, 2, Metric::CityBlock, 0.5); }), "p: must lie in [1, 200] (got 0.5)");
-    EXPECT_EQ(refusal([&] { olhs::phip(levels, 2, 2); }), "levels: 6 values for 2 x 2");
+    EXPECT_EQ(refusal([&] { olhs::phip(levels, 2, 2); }), "levels: must hold n m = 4 values (got 6)");
     EXPECT_EQ(refusal([&] { olhs::phip({1, 2000000}, 2, 1); }).rfind("levels: must lie in", 0), 0u);
 }
 
@@ -191,9 +191,9 @@ TEST(Metrics, HandWorkedCases) {
     EXPECT_EQ(pair.minCityBlock, 1);
 
     EXPECT_EQ(refusal([] { olhs::metrics({1, 1, 1, 2}, 2, 2); }),
-              "levels: column 1 is not a permutation of 1..2 (row 2 holds 1)");
+              "levels: column 1 must be a permutation of 1..2: rows 1 and 2 both hold (got 1)");
     EXPECT_EQ(refusal([] { olhs::metrics({1, 3}, 2, 1); }),
-              "levels: column 1 is not a permutation of 1..2 (row 2 holds 3)");
+              "levels: row 2, column 1: levels must lie in 1..2 (got 3)");
 }
 
 TEST(Metrics, DiscrepancyAgainstItsDefinitionOnLargerDesigns) {
