@@ -133,32 +133,25 @@ int score(const ExistingOptions& e) {
         output.emplace("-o", e.base.output);
     }
     deliver(output, [&](std::FILE* out) {
-        const auto real = [](double x) { return shortestText(x); };
+        const std::vector<olhs::NamedMeasure> measures = olhs::namedMeasures(mt);
         if (e.json) {
-            const std::string correlation = mt.maxAbsCorrelation ? real(*mt.maxAbsCorrelation) : "null";
-            std::fprintf(out,
-                         "{\n  \"input\": %s,\n  \"n\": %d,\n  \"m\": %d,\n  \"p\": %s,\n  \"phi_p_city_block\": %s,\n"
-                         "  \"phi_p_euclidean\": %s,\n  \"min_city_block_distance\": %lld,\n"
-                         "  \"min_city_block_pairs\": %lld,\n  \"min_euclidean_distance\": %s,\n"
-                         "  \"min_euclidean_pairs\": %lld,\n  \"max_abs_correlation\": %s,\n"
-                         "  \"centred_l2_discrepancy\": %s,\n  \"maxpro\": %s\n}\n",
-                         nlohmann::json(source).dump().c_str(), table.n, table.m, real(p).c_str(),
-                         real(mt.phipCityBlock).c_str(), real(mt.phipEuclidean).c_str(), mt.minCityBlock,
-                         mt.minCityBlockPairs, real(mt.minEuclidean).c_str(), mt.minEuclideanPairs,
-                         correlation.c_str(), real(mt.centredL2Discrepancy).c_str(), real(mt.maxPro).c_str());
+            Json document = {{"input", source}, {"n", table.n}, {"m", table.m}, {"p", p}};
+            for (const olhs::NamedMeasure& measure : measures) {
+                document[measure.name] = !measure.known ? Json(nullptr)
+                                         : measure.whole ? Json(static_cast<long long>(measure.value))
+                                                         : Json(measure.value);
+            }
+            const std::string text = jsonText(document);
+            std::fwrite(text.data(), 1, text.size(), out);
             return;
         }
-        std::fprintf(out, "points: %d\nvariables: %d\np: %s\n", table.n, table.m, real(p).c_str());
-        std::fprintf(out, "phi_p_city_block: %s\nphi_p_euclidean: %s\n", real(mt.phipCityBlock).c_str(),
-                     real(mt.phipEuclidean).c_str());
-        std::fprintf(out, "min_city_block_distance: %lld\nmin_city_block_pairs: %lld\n", mt.minCityBlock,
-                     mt.minCityBlockPairs);
-        std::fprintf(out, "min_euclidean_distance: %s\nmin_euclidean_pairs: %lld\n", real(mt.minEuclidean).c_str(),
-                     mt.minEuclideanPairs);
-        std::fprintf(out, "max_abs_correlation: %s\n",
-                     mt.maxAbsCorrelation ? real(*mt.maxAbsCorrelation).c_str() : "none (one variable)");
-        std::fprintf(out, "centred_l2_discrepancy: %s\nmaxpro: %s\n", real(mt.centredL2Discrepancy).c_str(),
-                     real(mt.maxPro).c_str());
+        std::fprintf(out, "points: %d\nvariables: %d\np: %s\n", table.n, table.m, shortestText(p).c_str());
+        for (const olhs::NamedMeasure& measure : measures) {
+            const std::string value = !measure.known ? "none (one variable)"
+                                      : measure.whole ? std::to_string(static_cast<long long>(measure.value))
+                                                      : shortestText(measure.value);
+            std::fprintf(out, "%s: %s\n", measure.name, value.c_str());
+        }
     });
     return 0;
 }

@@ -73,8 +73,6 @@ const char* scaleName(Scale scale) {
 // literals; doubles are written here, because the library's form is not the shortest one
 // ("2.0" for 2, "15000000000.0" for 1.5e+10) and the JSON must carry the same text as CSV.
 // Objects take a line per member, arrays one line.
-using Json = nlohmann::ordered_json;
-
 void render(std::string& text, const Json& value, int indent);
 
 void renderMembers(std::string& text, const Json& object, int indent) {
@@ -174,7 +172,7 @@ Json outcome(const Design& design, double phiP) {
             result["pairs_at_smallest"] = o.pairsAtSmallest;
         }
         if (o.maxPro) result["maxpro"] = *o.maxPro;
-        if (o.discrepancy) result["centred_l2_discrepancy"] = *o.discrepancy;
+        if (o.discrepancy) result["centered_l2_discrepancy"] = *o.discrepancy;
         return result;
     }
     if (design.stop) {
@@ -276,6 +274,12 @@ void writeJson(std::FILE* out, const Design& design, const Options& options, con
 }
 
 } // namespace
+
+std::string jsonText(const Json& document) {
+    std::string text;
+    render(text, document, 0);
+    return text + "\n";
+}
 
 void writeDesign(std::FILE* out, const Design& design, const Options& options, const DesignFacts* facts) {
     switch (options.format) {

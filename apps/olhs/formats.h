@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
+
 #include "design.h"
 #include "metrics.h"
 #include "options.h"
@@ -32,6 +35,11 @@ struct DesignFacts {
     std::optional<Metrics> metrics;
     std::optional<ExistingFacts> existing;
 };
+
+/// A document as the command writes JSON: a member per line, arrays on one line, doubles
+/// in the shortest form that reads back exactly (as CSV writes them).
+using Json = nlohmann::ordered_json;
+std::string jsonText(const Json& document);
 
 /// Writes the design in the format and scale the options ask for. Values are printed in
 /// the shortest form that reads back exactly; levels as whole numbers.

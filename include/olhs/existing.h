@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "olhs/errors.h"
 #include "olhs/export.h"
 #include "olhs/optimize.h"
 
@@ -16,7 +17,7 @@ namespace olhs {
 /// its own stream derived from (seed, restart), and keeps the start until it finds a design
 /// with a smaller phi_p, so the result is never worse than the start. The points keep
 /// their order and variable 0 keeps its levels (exchanges in the others reach every
-/// design up to the order of the points). Throws std::invalid_argument naming
+/// design up to the order of the points). Throws InvalidOption naming
 /// `startLevels` or the option at fault; the same seed and settings give the same bits for
 /// any number of threads, as optimize() does.
 OLHS_API Result improve(const std::vector<int>& startLevels, int n, int m, const Options& options = Options());
@@ -53,7 +54,7 @@ struct AugmentResult {
 /// shared ones are counted in doubledStrata. The optimiser then exchanges strata among the
 /// new points only, in every variable, minimising phi_p of the whole design on stratum
 /// numbers. New values sit in the middle of their stratum, or uniformly within it with
-/// Placement::Jittered; Placement::Grid is refused. Throws std::invalid_argument naming
+/// Placement::Jittered; Placement::Grid is refused. Throws InvalidOption naming
 /// the argument at fault: n, m or k below 1, a value that is not finite or lies outside
 /// its box, bounds that are not finite or not increasing.
 OLHS_API AugmentResult augment(const std::vector<double>& values, int n, int m, int k,

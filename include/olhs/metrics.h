@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "olhs/errors.h"
 #include "olhs/export.h"
 #include "olhs/optimize.h"
 
@@ -33,8 +34,8 @@ private:
 };
 
 /// Ranks 1..n of each column of n points in m variables (values row after row). Throws
-/// std::invalid_argument when n < 2 or m < 1, when a value is not finite ("column 2, row
-/// 7: ..."), or when two values of a column are equal (TiedValues: "column 1: rows 3 and 9
+/// InvalidOption when n < 2 or m < 1 or a value is not finite ("values: row 7, column 2:
+/// ..."), and TiedValues when two values of a column are equal ("column 1: rows 3 and 9
 /// tie at 0.5"), rows and columns counted from 1.
 OLHS_API std::vector<int> ranks(const double* values, int n, int m);
 
@@ -42,7 +43,7 @@ OLHS_API std::vector<int> ranks(const double* values, int n, int m);
 /// the terms added in row order (pairs (0,1), (0,2), ..., (1,2), ...) as `term + sum`,
 /// each term the pow of the whole distance (Euclidean: of the squared distance, to -p/2).
 /// These are the bits Result::phip holds for the levels optimize() returns. The levels
-/// may be any integers in [-1000000, 1000000]; throws std::invalid_argument when one is
+/// may be any integers in [-1000000, 1000000]; throws InvalidOption when one is
 /// not, when n < 2, m < 1 or p is outside [1, 200].
 OLHS_API double phip(const std::vector<int>& levels, int n, int m, Metric metric = Metric::CityBlock,
                      double p = 50.0);
@@ -67,9 +68,21 @@ struct Metrics {
 };
 
 /// Every measure of a Latin design of levels 1..n (n x m, row after row), in O(n m) memory.
-/// Throws std::invalid_argument when n < 2, m < 1, p is outside [1, 200] or a column is
+/// Throws InvalidOption when n < 2, m < 1, p is outside [1, 200] or a column is
 /// not a permutation of 1..n.
 OLHS_API Metrics metrics(const std::vector<int>& levels, int n, int m, double p = 50.0);
+
+/// One measure under the name that the command's output and Python's dicts give it.
+struct NamedMeasure {
+    const char* name;
+    double value;
+    bool whole; ///< a count or a city-block distance: a whole number
+    bool known; ///< false: none (the correlation of a single column)
+};
+
+/// The measures of metrics(), in the one order and under the one set of names that every
+/// front end uses.
+OLHS_API std::vector<NamedMeasure> namedMeasures(const Metrics& metrics);
 
 /// metrics() stopped by its caller.
 class OLHS_API MeasuringCancelled : public std::runtime_error {

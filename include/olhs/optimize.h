@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "olhs/errors.h"
 #include "olhs/export.h"
 
 namespace olhs {
@@ -149,7 +150,7 @@ struct Result {
     double seconds = 0.0;           ///< wall time of the run
 };
 
-/// An optimal Latin hypercube of n points in m variables. Throws std::invalid_argument
+/// An optimal Latin hypercube of n points in m variables. Throws InvalidOption
 /// naming the option and its accepted range when a setting is out of range. With a fixed
 /// number of restarts and no time budget the result is the same bits for any number of
 /// threads; with a time budget it depends on how far each restart got.

@@ -362,10 +362,10 @@ def metrics(design, p=_olhs.DEFAULT_P):
     Returns
     -------
     dict
-        ``phi_p`` (city-block distances) and ``phi_p_euclidean``, as ``phi_p`` gives them;
-        ``min_city_block`` (int) and ``min_city_block_pairs``, the smallest city-block
-        distance between two points' levels and how many pairs are that close;
-        ``min_euclidean`` and ``min_euclidean_pairs`` likewise; ``max_abs_correlation``,
+        ``phi_p_city_block`` and ``phi_p_euclidean``, as ``phi_p`` gives them;
+        ``min_city_block_distance`` (int) and ``min_city_block_pairs``, the smallest
+        city-block distance between two points' levels and how many pairs are that close;
+        ``min_euclidean_distance`` and ``min_euclidean_pairs`` likewise; ``max_abs_correlation``,
         the largest absolute Pearson correlation between two columns (None with one
         column); ``centered_l2_discrepancy``, Hickernell's centred L2 discrepancy of the
         levels placed at (k - 0.5) / n (its square is what
@@ -377,7 +377,7 @@ def metrics(design, p=_olhs.DEFAULT_P):
     --------
     >>> import olhs
     >>> m = olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])
-    >>> m["min_city_block"], m["min_city_block_pairs"], m["max_abs_correlation"]
+    >>> m["min_city_block_distance"], m["min_city_block_pairs"], m["max_abs_correlation"]
     (3, 4, 0.0)
     """
     d = _design(design)
@@ -389,16 +389,14 @@ def score(design, p=_olhs.DEFAULT_P):
     """The measures ``olhs score FILE`` prints, of a design: the same dict as ``metrics``.
 
     ``score`` and ``metrics`` are one function under two names: ``score`` after the
-    command, ``metrics`` after the C++ ``olhs::metrics``. The command's JSON names
-    ``phi_p_city_block``, ``min_city_block_distance``, ``min_euclidean_distance`` and
-    ``centred_l2_discrepancy`` are the keys ``phi_p``, ``min_city_block``,
-    ``min_euclidean`` and ``centered_l2_discrepancy`` here; the values are the same bits.
+    command, ``metrics`` after the C++ ``olhs::metrics``. The keys are those of the
+    command's JSON, and the values the same bits.
 
     Examples
     --------
     >>> import olhs
     >>> s = olhs.score([[10, 0.1], [20, 0.3], [30, 0.2]], p=2)   # levels (1,1) (2,3) (3,2)
-    >>> s["min_city_block"], s["min_city_block_pairs"], round(s["max_abs_correlation"], 6)
+    >>> s["min_city_block_distance"], s["min_city_block_pairs"], round(s["max_abs_correlation"], 6)
     (2, 1, 0.5)
     """
     return metrics(design, p)

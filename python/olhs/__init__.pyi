@@ -67,11 +67,11 @@ def classic_lhs(
     """
 
 class Metrics(TypedDict):
-    phi_p: float
+    phi_p_city_block: float
     phi_p_euclidean: float
-    min_city_block: int
+    min_city_block_distance: int
     min_city_block_pairs: int
-    min_euclidean: float
+    min_euclidean_distance: float
     min_euclidean_pairs: int
     max_abs_correlation: Optional[float]
     centered_l2_discrepancy: float
@@ -87,14 +87,14 @@ def phi_p(design: npt.ArrayLike, p: float = 50.0, metric: Metric = "cityblock") 
 def metrics(design: npt.ArrayLike, p: float = 50.0) -> Metrics:
     """Every measure of the ranks of each column of an (n, d) design.
 
-    >>> olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])["min_city_block"]
+    >>> olhs.metrics([[0.1, 0.6], [0.4, 0.1], [0.6, 0.9], [0.9, 0.4]])["min_city_block_distance"]
     3
     """
 
 def score(design: npt.ArrayLike, p: float = 50.0) -> Metrics:
     """What ``olhs score FILE`` measures: the same dict as ``metrics``.
 
-    >>> olhs.score([[10, 0.1], [20, 0.3], [30, 0.2]], p=2)["min_city_block"]
+    >>> olhs.score([[10, 0.1], [20, 0.3], [30, 0.2]], p=2)["min_city_block_distance"]
     2
     """
 

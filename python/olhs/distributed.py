@@ -28,7 +28,7 @@ def _share(n, d, seed, first, count, settings, criterion, start):
 def _rank(result, criterion, metric):
     """The reduction's order: smaller is better, then the lower restart."""
     if criterion == "maximin":
-        smallest = result["min_euclidean"] if metric == "euclidean" else result["min_city_block"]
+        smallest = result["min_euclidean_distance"] if metric == "euclidean" else result["min_city_block_distance"]
         return (-smallest, result["pairs_at_smallest"], result["search_value"], result["best_restart"])
     return (0.0, 0, result["search_value"], result["best_restart"])
 

@@ -181,12 +181,12 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
     py::dict out;
     out["design"] = matrixOf(result.design, n, m);
     out["levels"] = matrixOf(result.levels, n, m);
-    out["min_city_block"] = result.minCityBlock;
-    out["min_euclidean"] = result.minEuclidean;
+    out["min_city_block_distance"] = result.minCityBlock;
+    out["min_euclidean_distance"] = result.minEuclidean;
     out["pairs_at_smallest"] = result.pairsAtSmallest;
     out["exact"] = result.exact;
     out["maxpro"] = result.maxPro;
-    out["discrepancy"] = result.discrepancy;
+    out["centered_l2_discrepancy"] = result.discrepancy;
     out["best_restart"] = result.bestRestart;
     out["search_value"] = result.searchValue;
     putRun(out, result.phip, result.iterations, result.restarts, result.stopReason, result.seconds);
@@ -267,16 +267,11 @@ py::dict metrics(const Design& design, double p) {
         throw py::error_already_set(); // the KeyboardInterrupt the handlers raised
     }
     py::dict out;
-    out["phi_p"] = measured.phipCityBlock;
-    out["phi_p_euclidean"] = measured.phipEuclidean;
-    out["min_city_block"] = measured.minCityBlock;
-    out["min_city_block_pairs"] = measured.minCityBlockPairs;
-    out["min_euclidean"] = measured.minEuclidean;
-    out["min_euclidean_pairs"] = measured.minEuclideanPairs;
-    out["max_abs_correlation"] =
-        measured.maxAbsCorrelation ? py::object(py::float_(*measured.maxAbsCorrelation)) : py::object(py::none());
-    out["centered_l2_discrepancy"] = measured.centredL2Discrepancy;
-    out["maxpro"] = measured.maxPro;
+    for (const olhs::NamedMeasure& measure : olhs::namedMeasures(measured)) {
+        out[measure.name] = !measure.known ? py::object(py::none())
+                            : measure.whole ? py::object(py::int_(static_cast<long long>(measure.value)))
+                                            : py::object(py::float_(measure.value));
+    }
     return out;
 }
 

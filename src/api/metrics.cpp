@@ -354,6 +354,19 @@ double phip(const std::vector<int>& levels, int n, int m, Metric metric, double 
     return api::summarisePairs(levels, n, m, metric == Metric::Euclidean ? 2 : 1, p).phip;
 }
 
+std::vector<NamedMeasure> namedMeasures(const Metrics& mt) {
+    const auto whole = [](long long x) { return static_cast<double>(x); };
+    return {{"phi_p_city_block", mt.phipCityBlock, false, true},
+            {"phi_p_euclidean", mt.phipEuclidean, false, true},
+            {"min_city_block_distance", whole(mt.minCityBlock), true, true},
+            {"min_city_block_pairs", whole(mt.minCityBlockPairs), true, true},
+            {"min_euclidean_distance", mt.minEuclidean, false, true},
+            {"min_euclidean_pairs", whole(mt.minEuclideanPairs), true, true},
+            {"max_abs_correlation", mt.maxAbsCorrelation.value_or(0.0), false, mt.maxAbsCorrelation.has_value()},
+            {"centered_l2_discrepancy", mt.centredL2Discrepancy, false, true},
+            {"maxpro", mt.maxPro, false, true}};
+}
+
 Metrics metrics(const std::vector<int>& levels, int n, int m, double p) { return metrics(levels, n, m, p, {}); }
 
 Metrics metrics(const std::vector<int>& levels, int n, int m, double p, const std::function<bool(double)>& progress) {

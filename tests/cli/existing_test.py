@@ -127,7 +127,7 @@ class Score(CommandTest):
         self.assertAlmostEqual(doc["min_euclidean_distance"], math.sqrt(2), places=14)
         self.assertEqual(doc["min_euclidean_pairs"], 1)
         self.assertAlmostEqual(doc["max_abs_correlation"], 0.5, places=14)
-        self.assertGreater(doc["centred_l2_discrepancy"], 0)
+        self.assertGreater(doc["centered_l2_discrepancy"], 0)
         # MaxPro: level differences (1, 2), (2, 1), (1, 1); n^2 sqrt(mean(1/4, 1/4, 1)).
         self.assertAlmostEqual(doc["maxpro"], 9 * 0.5 ** 0.5, places=13)
         text = self.ok("score", "d.csv", "-p", "2")[0]

@@ -45,9 +45,9 @@ def test_phi_p_of_an_optimal_design_is_the_searched_criterion():
             found = _olhs.optimize(30, 4, 5, 2, 0, 20, 0.0, metric, p, placement, "phip", "auto", None)
             assert olhs.phi_p(found["design"], p=p, metric=metric) == found["phi_p"]
             measured = olhs.metrics(found["design"], p=p)
-            assert measured["phi_p" if metric == "cityblock" else "phi_p_euclidean"] == found["phi_p"]
-            assert measured["min_city_block"] == found["min_city_block"]
-            assert measured["min_euclidean"] == found["min_euclidean"]
+            assert measured["phi_p_city_block" if metric == "cityblock" else "phi_p_euclidean"] == found["phi_p"]
+            assert measured["min_city_block_distance"] == found["min_city_block_distance"]
+            assert measured["min_euclidean_distance"] == found["min_euclidean_distance"]
 
 
 def test_measures_depend_only_on_the_ranks():
@@ -64,7 +64,7 @@ def test_measures_depend_only_on_the_ranks():
     assert olhs.metrics(x.tolist()) == reference
     assert olhs.metrics(np.asfortranarray(x)) == reference
     assert olhs.metrics(x.astype(np.float32)) == reference
-    assert olhs.phi_p(bent) == reference["phi_p"]
+    assert olhs.phi_p(bent) == reference["phi_p_city_block"]
     assert olhs.metrics(x[:, ::-1]) == olhs.metrics(x[:, ::-1].copy())
 
 
@@ -80,10 +80,10 @@ def test_metrics_against_plain_computations():
         pairs = [(i, j) for i in range(n) for j in range(i + 1, n)]
         city = [int(np.abs(levels[i] - levels[j]).sum()) for i, j in pairs]
         squared = [int(((levels[i] - levels[j]) ** 2).sum()) for i, j in pairs]
-        assert m["min_city_block"] == min(city) and m["min_city_block_pairs"] == city.count(min(city))
-        assert m["min_euclidean"] == math.sqrt(min(squared))
+        assert m["min_city_block_distance"] == min(city) and m["min_city_block_pairs"] == city.count(min(city))
+        assert m["min_euclidean_distance"] == math.sqrt(min(squared))
         assert m["min_euclidean_pairs"] == squared.count(min(squared))
-        assert m["phi_p"] == olhs.phi_p(x, p=30.0)
+        assert m["phi_p_city_block"] == olhs.phi_p(x, p=30.0)
         assert m["phi_p_euclidean"] == olhs.phi_p(x, p=30.0, metric="euclidean")
         if d == 1:
             assert m["max_abs_correlation"] is None
@@ -105,9 +105,9 @@ def test_metrics_as_the_command_prints_them():
     printed = dict(line.split(": ") for line in done.stderr.strip().splitlines())
     x = olhs.optimal_lhs(40, 5, seed=8, bounds=[(-3, 3)] * 5)
     m = olhs.metrics(x)
-    assert float(printed["phi_p"]) == m["phi_p"]
-    assert int(printed["min_city_block_distance"]) == m["min_city_block"]
-    assert float(printed["min_euclidean_distance"]) == m["min_euclidean"]
+    assert float(printed["phi_p"]) == m["phi_p_city_block"]
+    assert int(printed["min_city_block_distance"]) == m["min_city_block_distance"]
+    assert float(printed["min_euclidean_distance"]) == m["min_euclidean_distance"]
     assert float(printed["max_abs_correlation"]) == m["max_abs_correlation"]
 
 

@@ -106,7 +106,7 @@ class NoScipy:
             raise ModuleNotFoundError(f"No module named {name!r}", name=name)
 sys.meta_path.insert(0, NoScipy())
 import olhs
-print(olhs.optimal_lhs(6, 2, iterations=5).shape, olhs.metrics([[0.1, 0.2], [0.3, 0.4]])["min_city_block"],
+print(olhs.optimal_lhs(6, 2, iterations=5).shape, olhs.metrics([[0.1, 0.2], [0.3, 0.4]])["min_city_block_distance"],
       "scipy" in sys.modules)
 try:
     olhs.qmc
