@@ -89,7 +89,7 @@ struct Options {
     /// best Result::searchValue (maximin: the smallest distance, then its pairs, first), the
     /// lowest Result::bestRestart among equals.
     int firstRestart = 0;
-    int threads = 0;                 ///< 0: all cores
+    int threads = 0;                 ///< 0: all cores; at most 1024
     /// Outer iterations per restart (anneals where the search anneals: the maximin
     /// criterion, Euclidean phi_p with an even p); 0: until the time budget if one is set,
     /// else automaticIterations(n, m, options).
@@ -155,6 +155,10 @@ struct Result {
 /// number of restarts and no time budget the result is the same bits for any number of
 /// threads; with a time budget it depends on how far each restart got.
 OLHS_API Result optimize(int n, int m, const Options& options = Options());
+
+/// The checks optimize(n, m, options) makes before it starts: throws the InvalidOption it
+/// would throw, and nothing for settings it accepts. For front ends that split a run.
+OLHS_API void checkOptions(int n, int m, const Options& options);
 
 /// The outer iterations per restart that Options::iterations = 0 means without a time
 /// budget, for designs of n points.

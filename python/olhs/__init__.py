@@ -30,16 +30,14 @@ DEFAULT_SEED = int(_olhs.DEFAULT_SEED)
 #: Seed of ``classic_lhs`` when none is given (the classic stream's fixed seed, as the command uses).
 CLASSIC_DEFAULT_SEED = int(_olhs.CLASSIC_DEFAULT_SEED)
 
-_INT_MAX = 2**31 - 1
+# The library checks every setting's range; Python checks only what it takes to hand a
+# value to C++: its type, and that it fits the C type.
+_INT_MIN, _INT_MAX = -2**31, 2**31 - 1
 _SEED_MAX = 2**64 - 1
-_METRICS = ("cityblock", "euclidean")
 _CRITERIA = ("phip", "maximin", "maxpro", "discrepancy")
-_STARTS = ("auto", "random", "lattice")
-_PLACEMENTS = ("centered", "grid", "jittered")
-_ADDED_MAX = 999999
 
 
-def _integer(name, value, low, high, meaning):
+def _integer(name, value, low=_INT_MIN, high=_INT_MAX, meaning=None):
     if isinstance(value, bool):
         raise TypeError(f"{name}: must be an integer, not bool")
     try:
@@ -47,24 +45,21 @@ def _integer(name, value, low, high, meaning):
     except TypeError:
         raise TypeError(f"{name}: must be an integer (got {type(value).__name__})") from None
     if not low <= value <= high:
-        raise ValueError(f"{name}: {meaning} (got {value})")
+        raise ValueError(f"{name}: {meaning or f'must lie in [{low}, {high}]'} (got {value})")
     return value
 
 
-def _real(name, value, low, high, meaning):
+def _real(name, value):
     if isinstance(value, bool) or not isinstance(value, (int, float, np.integer, np.floating)):
         raise TypeError(f"{name}: must be a real number (got {type(value).__name__})")
-    value = float(value)
-    if not low <= value <= high:  # also refuses NaN
-        raise ValueError(f"{name}: {meaning} (got {value!r})")
-    return value
+    return float(value)
 
 
-def _choice(name, value, accepted):
+def _choice(name, value, accepted=None):
+    """A string; the library names the accepted ones, unless `accepted` is checked here."""
     if not isinstance(value, str):
-        raise TypeError(f"{name}: must be a string, one of {', '.join(map(repr, accepted))} "
-                        f"(got {type(value).__name__})")
-    if value not in accepted:
+        raise TypeError(f"{name}: must be a string (got {type(value).__name__})")
+    if accepted is not None and value not in accepted:
         raise ValueError(f"{name}: must be one of {', '.join(map(repr, accepted))} (got {value!r})")
     return value
 
@@ -72,15 +67,7 @@ def _choice(name, value, accepted):
 def _seed(value, default):
     if value is None:
         return default
-    return _integer("seed", value, 0, _SEED_MAX, f"must lie in [0, {_SEED_MAX}]")
-
-
-def _points(n):
-    return _integer("n", n, 2, _INT_MAX, f"the number of points must lie in [2, {_INT_MAX}]")
-
-
-def _variables(d):
-    return _integer("d", d, 1, _INT_MAX, f"the number of variables must lie in [1, {_INT_MAX}]")
+    return _integer("seed", value, 0, _SEED_MAX)
 
 
 def _bounds(bounds, d):
@@ -99,7 +86,7 @@ def _bounds(bounds, d):
     reversed_rows = np.flatnonzero(~(b[:, 0] < b[:, 1]))
     if reversed_rows.size:
         j = int(reversed_rows[0])
-        raise ValueError(f"bounds: each row needs lower < upper (row {j} is {b[j, 0]!r}, {b[j, 1]!r})")
+        raise ValueError(f"bounds: each row needs lower < upper (row {j + 1} is {b[j, 0]!r}, {b[j, 1]!r})")
     return b
 
 
@@ -112,21 +99,13 @@ def _scaled(unit, b):
 
 
 def _settings(restarts, threads, iterations, time_budget, metric, p, placement):
-    """The search's settings, checked, in the order _olhs.optimize takes them."""
-    restarts = _integer("restarts", restarts, 1, _INT_MAX, f"must lie in [1, {_INT_MAX}]")
-    threads = _integer("threads", threads, 0, _INT_MAX, f"must be 0 (all cores) or lie in [1, {_INT_MAX}]")
-    iterations = 0 if iterations is None else _integer(
-        "iterations", iterations, 1, 2**63 - 1, "must be at least 1, or None (chosen from n)")
-    if time_budget is None:
-        time_budget = 0.0
-    else:
-        time_budget = _real("time_budget", time_budget, 0.0, 1e9, "must lie in (0, 1e9] seconds, or None")
-        if time_budget == 0.0:
-            raise ValueError("time_budget: must lie in (0, 1e9] seconds, or None (got 0.0)")
-    metric = _choice("metric", metric, _METRICS)
-    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
-    placement = _choice("placement", placement, _PLACEMENTS)
-    return restarts, threads, iterations, time_budget, metric, p, placement
+    """The search's settings in the order _olhs.optimize takes them (None: 0, automatic)."""
+    restarts = _integer("restarts", restarts)
+    threads = _integer("threads", threads)
+    iterations = 0 if iterations is None else _integer("iterations", iterations, -2**63, 2**63 - 1)
+    time_budget = 0.0 if time_budget is None else _real("time_budget", time_budget)
+    return restarts, threads, iterations, time_budget, _choice("metric", metric), _real("p", p), _choice(
+        "placement", placement)
 
 
 def _progress(progress):
@@ -223,12 +202,12 @@ def optimal_lhs(n, d, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, 
     >>> x.shape, bool(x[:, 1].min() >= -5)
     ((10, 2), True)
     """
-    n = _points(n)
-    d = _variables(d)
+    n = _integer("n", n)
+    d = _integer("d", d)
     seed = _seed(seed, DEFAULT_SEED)
     settings = _settings(restarts, threads, iterations, time_budget, metric, p, placement)
-    criterion = _choice("criterion", criterion, _CRITERIA)
-    start = _choice("start", start, _STARTS)
+    criterion = _choice("criterion", criterion)
+    start = _choice("start", start)
     b = _bounds(bounds, d)
     result = _olhs.optimize(n, d, seed, *settings, criterion, start, _progress(progress))
     return _scaled(result["design"], b)
@@ -276,17 +255,15 @@ def classic_lhs(n, d, *, seed=None, mode=1, verbose=False):
     >>> olhs.classic_lhs(5, 2, seed=1).shape
     (5, 2)
     """
-    n = _points(n)
-    d = _variables(d)
+    n = _integer("n", n)
+    d = _integer("d", d)
     seed = _seed(seed, CLASSIC_DEFAULT_SEED)
-    mode = _integer("mode", mode, -_INT_MAX - 1, _INT_MAX, "must be a C int")
-    if mode == 1 and d < 2:
-        raise ValueError(f"d: mode 1 (the search) needs at least 2 variables (got {d})")
+    mode = _integer("mode", mode)
     return _olhs.classic(n, d, seed, mode, bool(verbose))
 
 
-def _finite_matrix(design, fewest):
-    """The design as a float64 (n, d) array of finite values with at least `fewest` rows."""
+def _matrix(design, fewest):
+    """The design as a float64 (n, d) array with at least `fewest` rows and one column."""
     try:
         a = np.asarray(design, dtype=np.float64)
     except (TypeError, ValueError) as e:
@@ -299,24 +276,12 @@ def _finite_matrix(design, fewest):
         raise ValueError(f"design: needs at least {fewest} {points}, one per row (got {n})")
     if d < 1:
         raise ValueError("design: needs at least 1 variable, one per column (got 0)")
-    bad = np.argwhere(~np.isfinite(a))
-    if bad.size:
-        i, j = map(int, bad[0])
-        raise ValueError(f"design: every value must be finite (row {i}, column {j} is {a[i, j]!r})")
-    return a
+    return np.ascontiguousarray(a)
 
 
 def _design(design):
-    """The design as a C-contiguous float64 (n, d) array whose columns rank without ties."""
-    a = _finite_matrix(design, 2)
-    order = np.argsort(a, axis=0, kind="stable")
-    ordered = np.take_along_axis(a, order, axis=0)
-    ties = np.argwhere(ordered[1:] == ordered[:-1])
-    if ties.size:
-        k, j = map(int, ties[0])
-        raise ValueError(f"design: the values of a column must differ, to rank them (column {j}: rows "
-                         f"{int(order[k, j])} and {int(order[k + 1, j])} are both {ordered[k, j]!r})")
-    return np.ascontiguousarray(a)
+    """A design to rank: the library refuses values that are not finite or tie in a column."""
+    return _matrix(design, 2)
 
 
 def phi_p(design, p=_olhs.DEFAULT_P, metric="cityblock"):
@@ -344,8 +309,8 @@ def phi_p(design, p=_olhs.DEFAULT_P, metric="cityblock"):
     0.342705
     """
     d = _design(design)
-    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
-    metric = _choice("metric", metric, _METRICS)
+    p = _real("p", p)
+    metric = _choice("metric", metric)
     return _olhs.phip(d, p, metric)
 
 
@@ -381,7 +346,7 @@ def metrics(design, p=_olhs.DEFAULT_P):
     (3, 4, 0.0)
     """
     d = _design(design)
-    p = _real("p", p, 1.0, 200.0, "must lie in [1, 200]")
+    p = _real("p", p)
     return _olhs.metrics(d, p)
 
 
@@ -463,16 +428,8 @@ def improve(design, *, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, it
 
 
 def _unit_or_box(design, b):
-    """The design as a C-contiguous float64 (n, d) array of finite values inside the box."""
-    a = _finite_matrix(design, 1)
-    low, high = (0.0, 1.0) if b is None else (b[:, 0], b[:, 1])
-    outside = np.argwhere((a < low) | (a > high))
-    if outside.size:
-        i, j = map(int, outside[0])
-        lo, hi = (0.0, 1.0) if b is None else (b[j, 0], b[j, 1])
-        where = "give the design's box with bounds" if b is None else "the box of bounds"
-        raise ValueError(f"design: row {i}, column {j} is {a[i, j]!r}, outside [{lo!r}, {hi!r}]; {where}")
-    return np.ascontiguousarray(a)
+    """The design as an (n, d) array; the library refuses values outside [0, 1] or the box."""
+    return _matrix(design, 1)
 
 
 def augment(design, k, *, bounds=None, seed=None, restarts=_olhs.DEFAULT_RESTARTS, threads=0, iterations=None,
@@ -543,12 +500,10 @@ def augment(design, k, *, bounds=None, seed=None, restarts=_olhs.DEFAULT_RESTART
         d = None
     b = None if d is None else _bounds(bounds, d)
     a = _unit_or_box(design, b)
-    k = _integer("k", k, 1, _ADDED_MAX, f"the number of points to add must lie in [1, {_ADDED_MAX}]")
+    k = _integer("k", k)
     seed = _seed(seed, DEFAULT_SEED)
     restarts, threads, iterations, time_budget, metric, p, placement = _settings(
         restarts, threads, iterations, time_budget, metric, p, placement)
-    if placement == "grid":
-        raise ValueError("placement: 'grid' puts values on the edges of their strata; use 'centered' or 'jittered'")
     lower, upper = ([], []) if b is None else (b[:, 0].tolist(), b[:, 1].tolist())
     result = _olhs.augment(a, k, seed, restarts, threads, iterations, time_budget, metric, p, placement,
                            lower, upper, _progress(progress))
@@ -595,7 +550,11 @@ def plot(design, *, variables=None, labels=None):
     >>> fig.savefig("design.png")           # doctest: +SKIP
     """
     names = getattr(design, "columns", None) if labels is None else labels
-    x = _finite_matrix(design, 1)
+    x = _matrix(design, 1)
+    bad = np.argwhere(~np.isfinite(x))
+    if bad.size:
+        i, j = map(int, bad[0])
+        raise ValueError(f"design: row {i + 1}, column {j + 1}: must be a finite number (got {x[i, j]!r})")
     d = x.shape[1]
     if variables is None:
         variables = list(range(d))

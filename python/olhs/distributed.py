@@ -11,8 +11,7 @@ Dask (Debian's ``python3-distributed``) is imported only here.
 """
 import math
 
-from . import (_CRITERIA, _STARTS, DEFAULT_SEED, _bounds, _choice, _integer, _olhs, _points, _progress, _scaled,
-               _seed, _settings, _variables)
+from . import DEFAULT_SEED, _bounds, _choice, _integer, _olhs, _progress, _scaled, _seed, _settings
 
 __all__ = ["optimal_lhs"]
 
@@ -57,14 +56,15 @@ def optimal_lhs(n, d, *, client, seed=None, restarts=_olhs.DEFAULT_RESTARTS, ite
     numpy.ndarray
         The (n, d) design, the same bits as ``olhs.optimal_lhs`` gives on one machine.
     """
-    n = _points(n)
-    d = _variables(d)
+    n = _integer("n", n)
+    d = _integer("d", d)
     seed = _seed(seed, DEFAULT_SEED)
     settings = _settings(restarts, 0, iterations, None, metric, p, placement)
-    criterion = _choice("criterion", criterion, _CRITERIA)
-    start = _choice("start", start, _STARTS)
+    criterion = _choice("criterion", criterion)
+    start = _choice("start", start)
     b = _bounds(bounds, d)
     progress = _progress(progress)
+    _olhs.check(n, d, *settings, criterion, start)
     restarts = settings[0]
     if batch is None:
         threads = sum(client.nthreads().values()) or 1

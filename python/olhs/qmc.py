@@ -70,6 +70,8 @@ class OptimalLatinHypercube(_qmc.QMCEngine):
         _refuse_optimization(optimization)
         self._settings = settings
         self._criterion = _choice("criterion", criterion, _CRITERIA)
+        # Refused here rather than at the first draw, as scipy's engines do.
+        _olhs.check(2, max(d, 1), *settings, self._criterion, "auto")
         super().__init__(d=d, seed=seed)
 
     def _next_seed(self):

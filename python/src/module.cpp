@@ -196,9 +196,9 @@ py::dict optimize(int n, int m, std::uint64_t seed, int restarts, int threads, l
 py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool verbose) {
     std::vector<int> levels;
     if (mode != 1) {
+        levels = olhs::classicRandom(n, m, seed);
         // The entry point's random design keeps a single column in point order.
-        levels = m == 1 ? std::vector<int>() : olhs::classicRandom(n, m, seed);
-        for (int i = 1; m == 1 && i <= n; ++i) levels.push_back(i);
+        for (int i = 0; m == 1 && i < n; ++i) levels[static_cast<std::size_t>(i)] = i + 1;
     } else {
         bool interrupted = false;
         {
@@ -381,6 +381,18 @@ PYBIND11_MODULE(_olhs, module) {
                py::arg("threads"), py::arg("iterations"), py::arg("time_budget"), py::arg("metric"), py::arg("p"),
                py::arg("placement"), py::arg("lower"), py::arg("upper"), py::arg("progress").none(true),
                "The design with k points added, as a dict; olhs.augment checks the arguments first.");
+    module.def(
+        "check",
+        [](int n, int m, int restarts, int threads, long iterations, double timeBudget, const std::string& metric,
+           double p, const std::string& placement, const std::string& criterion, const std::string& start) {
+            olhs::Options options = searchOptions(1, restarts, threads, iterations, timeBudget, metric, p, placement);
+            options.criterion = criterionOf(criterion);
+            options.start = startOf(start);
+            olhs::checkOptions(n, m, options);
+        },
+        py::arg("n"), py::arg("d"), py::arg("restarts"), py::arg("threads"), py::arg("iterations"),
+        py::arg("time_budget"), py::arg("metric"), py::arg("p"), py::arg("placement"), py::arg("criterion"),
+        py::arg("start"), "Raises what optimize would raise for these settings.");
     module.def("classic", &classic, py::arg("n"), py::arg("d"), py::arg("seed"), py::arg("mode"),
                py::arg("verbose"), "The entry point's design; olhs.classic_lhs checks the arguments first.");
     module.def("phip", &phip, py::arg("design"), py::arg("p"), py::arg("metric"),

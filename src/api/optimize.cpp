@@ -40,6 +40,8 @@ long automaticIterations(int n, int m, const Options& options) {
     return std::max(1L, std::min(4L, static_cast<long>(200000.0 / work)));
 }
 
+void checkOptions(int n, int m, const Options& options) { api::checkOptions(n, m, options); }
+
 double requiredBytes(int n, int m, const Options& options, bool searched) {
     // Doubles throughout: n and m are each below 2^31, so their products cannot overflow.
     const double points = n, cells = static_cast<double>(n) * m;

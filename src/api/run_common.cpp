@@ -28,6 +28,9 @@ namespace {
 // not be worth its memory.
 constexpr std::int64_t euclideanTableLimit = std::int64_t{1} << 24;
 
+// More threads than any machine of ours has cores only cost memory (a design per thread).
+constexpr int maxThreads = 1024;
+
 // Points from which Start::Auto starts from the lattice, and takes it alone.
 constexpr int latticeFrom = 100;
 constexpr int latticeAloneFrom = 2000;
@@ -154,7 +157,8 @@ void checkOptions(int n, int m, const Options& o) {
     if (o.firstRestart < 0 || o.firstRestart > std::numeric_limits<int>::max() - o.restarts)
         refuse("firstRestart", "must be at least 0, with firstRestart + restarts at most 2147483647",
                std::to_string(o.firstRestart));
-    if (o.threads < 0) refuse("threads", "must be 0 (all cores) or more", std::to_string(o.threads));
+    if (o.threads < 0 || o.threads > maxThreads)
+        refuse("threads", "must lie in [0, 1024], 0 for all cores", std::to_string(o.threads));
     if (o.iterations < 0) refuse("iterations", "must be 0 (automatic, or until the time budget) or more",
                                  std::to_string(o.iterations));
     if (!(o.timeBudget >= 0.0 && o.timeBudget <= 1e9))
@@ -172,7 +176,7 @@ void checkOptions(int n, int m, const Options& o) {
     if (o.metric == Metric::Euclidean && engine::maxMeasure(n, m, 2) > euclideanTableLimit &&
         (!start.lattice || start.searched) && !productCriterion(o.criterion))
         refuse("metric", "a search with euclidean takes designs with m (n - 1)^2 up to " +
-                             std::to_string(euclideanTableLimit) + "; use cityblock, or the lattice alone (--start auto, no time budget) for this size",
+                             std::to_string(euclideanTableLimit) + "; use cityblock, or the lattice alone (start auto without a time budget) for this size",
                std::to_string(engine::maxMeasure(n, m, 2)));
 }
 
