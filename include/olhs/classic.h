@@ -58,6 +58,9 @@ struct ClassicResult {
 OLHS_API ClassicResult classic(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                const std::function<bool(const ClassicProgress&)>& progress = {});
 
+/// The checks classic() makes before it starts: throws the InvalidOption it would throw.
+OLHS_API void checkClassic(int n, int m, const ClassicLimits& limits);
+
 /// classic() run by the classic classes themselves, which also write their report files
 /// (`reportPrefix` followed by the files' names) and print their progress lines on
 /// standard output. They hold the process's shared random stream and exploring factor:

@@ -85,10 +85,14 @@ ClassicResult search(engine::Levels start, const ClassicLimits& limits, engine::
 
 } // namespace
 
-ClassicResult classic(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
-                      const std::function<bool(const ClassicProgress&)>& progress) {
+void checkClassic(int n, int m, const ClassicLimits& limits) {
     api::checkClassicShape(n, m, 2);
     api::checkClassicLimits(limits);
+}
+
+ClassicResult classic(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
+                      const std::function<bool(const ClassicProgress&)>& progress) {
+    checkClassic(n, m, limits);
     engine::RandomStream stream(seed);
     engine::Levels start = classicDesign(n, m, stream);
     return engine::FastPhip<std::uint16_t>::fits(n, m) ? search<std::uint16_t>(std::move(start), limits, stream, progress)

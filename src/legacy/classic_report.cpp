@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string>
 
-#include "api/run_common.h"
 #include "olhs/CRand.h"
 #include "olhs/LatinHypercube.h"
 #include "olhs/OptimalLH.h"
@@ -31,8 +30,7 @@ ClassicStop stopOf(const StoppingCriteria& criteria, double seconds, const Class
 
 ClassicResult classicWithReport(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                 const std::string& reportPrefix) {
-    api::checkClassicShape(n, m, 2);
-    api::checkClassicLimits(limits);
+    checkClassic(n, m, limits);
     // The first search of a fresh process: the shared stream from the seed, and the
     // exploring factor every search continues back at its first value (an update at an
     // acceptance ratio below 0.1 selects it).
