@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "olhs/classic.h"
 #include "usage_error.h"
 
 namespace olhs_cli {
@@ -231,16 +232,14 @@ void OutputFile::commit() {
 }
 
 void checkReportPrefix(const std::string& prefix) {
-    const char* const names[] = {"Inital_0.rpt", "Optimal_0.rpt", "Inital_1.rpt", "Optimal_1.rpt",
-                                 "FullReport.rpt"};
-    for (const char* name : names) {
+    const std::vector<std::string> files = olhs::classicReportFiles(prefix);
+    for (const std::string& path : files) {
         struct stat info {};
-        const std::string path = prefix + name;
         if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
             throw UsageError("--report", quoted(path) + " is a directory; expected a prefix for report files");
         }
     }
-    const SplitPath where = split(prefix + names[4]);
+    const SplitPath where = split(files.back());
     std::string probe;
     const int fd = makeTemporary(where, probe);
     if (fd < 0) {

@@ -68,6 +68,10 @@ OLHS_API void checkClassic(int n, int m, const ClassicLimits& limits);
 OLHS_API ClassicResult classicWithReport(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                          const std::string& reportPrefix);
 
+/// The report files classicWithReport() writes for `reportPrefix`: the initial and the
+/// optimal design in both layouts, then the full report.
+OLHS_API std::vector<std::string> classicReportFiles(const std::string& reportPrefix);
+
 /// The classic random design the search starts from (n at least 2, m at least 1), levels
 /// row after row; column 0 in point order, unless it is the only column, which is then
 /// shuffled with the next draws of the stream.

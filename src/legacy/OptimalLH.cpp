@@ -5,13 +5,11 @@
 #include "criterion_access.h"
 #include "design_access.h"
 #include "optimal_access.h"
+#include "report_file.h"
 
 using olhs::detail::LatinHypercubeAccess;
 using olhs::detail::PHIpCriterionAccess;
 
-namespace {
-const char* const separator = "================================================================================\n";
-}
 
 OptimalLH::OptimalLH() : LatinHypercube(), PHICflag(0), PHIC() {}
 
@@ -60,11 +58,11 @@ double OptimalLH::getOptCrt() { return PHIC.getPHIp(); }
 void OptimalLH::printMembers() { printMembers(0); }
 
 void OptimalLH::printMembers(int mode) {
-    std::fputs(separator, stdout);
+    std::fputs(olhs::detail::ruleLine, stdout);
     LatinHypercube::printMembers(mode);
     std::printf("\n");
     PHIC.printMembers(mode);
-    std::fputs(separator, stdout);
+    std::fputs(olhs::detail::ruleLine, stdout);
 }
 
 void OptimalLH::fprintfReport(std::string fileName, int format) {

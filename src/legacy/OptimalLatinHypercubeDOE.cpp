@@ -7,6 +7,7 @@
 #include "olhs/OptimalLH.h"
 #include "olhs/SimpleESEA.h"
 #include "olhs/StoppingCriteria.h"
+#include "report_file.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ bool argumentsAccepted(int mode, int m, int n) {
     if (problem == nullptr) {
         return true;
     }
-    std::fprintf(stderr, "Error with the use of %s\n", signature);
+    olhs::detail::reportMisuse(signature);
     std::fprintf(stderr, problem, n < 2 ? n : m);
     return false;
 }

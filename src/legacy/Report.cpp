@@ -1,19 +1,17 @@
 #include "olhs/Report.h"
 
+#include <string>
 #include <utility>
+#include <vector>
+
+#include "olhs/classic.h"
 
 #include "optimal_access.h"
 #include "report_file.h"
 
 using olhs::detail::OpenMode;
 using olhs::detail::ReportFile;
-
-namespace {
-
-const char* const SEP = "================================================================================\n";
-const char* const SEP2 = "================================================================================\n\n";
-
-} // namespace
+using olhs::detail::ruleLine;
 
 Report::Report() : fileName("") {}
 
@@ -27,9 +25,9 @@ void Report::fprintfReport(std::string title, OptimalLH initial, OptimalLH optim
     switch (kind) {
     case 0:
     case 1: {
-        const std::string number = kind == 0 ? "0" : "1";
-        initial.fprintfReport(fileName + "Inital_" + number + ".rpt", kind);
-        optimal.fprintfReport(fileName + "Optimal_" + number + ".rpt", kind);
+        const std::vector<std::string> files = olhs::classicReportFiles(fileName);
+        initial.fprintfReport(files[static_cast<std::size_t>(2 * kind)], kind);
+        optimal.fprintfReport(files[static_cast<std::size_t>(2 * kind + 1)], kind);
         return;
     }
     case 2:
@@ -45,33 +43,34 @@ void Report::fprintfReport(std::string title, OptimalLH initial, OptimalLH optim
 
     // The full report: every stage opens the file, writes and closes it again, so each
     // section writer finds it closed. A stage whose file cannot be opened is skipped.
-    const std::string path = fileName + "FullReport.rpt";
+    const std::string path = olhs::classicReportFiles(fileName).back();
     {
         const ReportFile file(path, OpenMode::Truncate);
-        file.write(SEP);
+        file.write(ruleLine);
         if (file.isOpen()) {
             std::fprintf(file.get(), "%s\n", title.c_str());
         }
-        file.write(SEP);
+        file.write(ruleLine);
         if (!file.isOpen()) {
             return;
         }
     }
     stoppingCriteria.fprintfReport(path);
     // A blank line, a rule, the title and the rule below it.
-    const auto heading = [&path](const char* title, const char* below) {
+    const auto heading = [&path](const char* title, bool blankBelow) {
         const ReportFile file(path, OpenMode::Append);
         file.write("\n");
-        file.write(SEP);
+        file.write(ruleLine);
         file.write(title);
-        file.write(below);
+        file.write(ruleLine);
+        if (blankBelow) file.write("\n");
     };
-    heading("INITIAL LATIN HYPERCUBE\n", SEP2);
+    heading("INITIAL LATIN HYPERCUBE\n", true);
     olhs::detail::writeOptimalDesign(initial, path, 0, OpenMode::Append);
-    heading("OPTIMAL LATIN HYPERCUBE\n", SEP);
+    heading("OPTIMAL LATIN HYPERCUBE\n", false);
     olhs::detail::writeOptimalDesign(optimal, path, 0, OpenMode::Append);
     {
         const ReportFile file(path, OpenMode::Append);
-        file.write(SEP);
+        file.write(ruleLine);
     }
 }

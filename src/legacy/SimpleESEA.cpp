@@ -6,12 +6,12 @@
 
 #include "engine/ese.h"
 #include "olhs/classic.h"
+#include "report_file.h"
 #include "search_core.h"
 #include "shared_stream.h"
 
 namespace {
 
-const char* const RULE = "================================================================================\n";
 const char* const NAME = "ENHANCED STOCHASTIC EVOLUTIONARY ALGORITHM";
 
 // The threshold lines of the dump show the value's whole part.
@@ -68,7 +68,7 @@ OptimalLH SimpleESEA::getXbest() { return Xbest; }
 
 void SimpleESEA::run() {
     if (n < 2 || m < 2) {
-        std::fprintf(stderr, "Error with the use of %s\n", "void SimpleESEA::run()");
+        olhs::detail::reportMisuse("void SimpleESEA::run()");
         if (n == 0 && m == 0) {
             std::fprintf(stderr, "The search has no initial point: call setInitialPoint first\n");
         } else {
@@ -148,9 +148,9 @@ void SimpleESEA::updateTh(bool improving, double acceptanceRatio, double improve
 void SimpleESEA::printMembers() { printMembers(0); }
 
 void SimpleESEA::printMembers(int layout) {
-    std::fputs(RULE, stdout);
+    std::fputs(olhs::detail::ruleLine, stdout);
     std::printf("                        %s\n", algorithmName.c_str());
-    std::printf("%s\n", RULE);
+    std::printf("%s\n", olhs::detail::ruleLine);
     std::printf("ALGORITHM PARAMETERS\n\n");
     std::printf("Number of Points (n) = %d\n", n);
     std::printf("Number of DV     (m) = %d\n", m);
@@ -160,11 +160,11 @@ void SimpleESEA::printMembers(int layout) {
     std::printf("Th  = %d\n\n", wholePart(Th));
     stoppingCriteria.printMembers();
     std::printf("\n\n");
-    std::fputs(RULE, stdout);
+    std::fputs(olhs::detail::ruleLine, stdout);
     std::printf("                             INITIAL LATIN HYPERCUBE\n");
     Xinitial.printMembers(layout);
     std::printf("\n");
-    std::fputs(RULE, stdout);
+    std::fputs(olhs::detail::ruleLine, stdout);
     std::printf("                             OPTIMAL LATIN HYPERCUBE\n");
     Xbest.printMembers(layout);
 }

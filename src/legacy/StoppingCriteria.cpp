@@ -56,8 +56,7 @@ void StoppingCriteria::setRelativeObjectiveConvergence(double d_RelObjConv) {
         }
         relObjConv = d_RelObjConv;
     } catch (int code) {
-        std::fprintf(stderr, "Error with the use of %s\n",
-                     "void StoppingCriteria::setRelativeObjectiveConvergence(const double d_RelObjConv)");
+        olhs::detail::reportMisuse("void StoppingCriteria::setRelativeObjectiveConvergence(const double d_RelObjConv)");
         if (code == valueOutOfRange) {
             std::fprintf(stderr, "The value must be within 0 and 1\n");
         } else {

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "olhs/CRand.h"
 #include "olhs/LatinHypercube.h"
@@ -27,6 +28,12 @@ ClassicStop stopOf(const StoppingCriteria& criteria, double seconds, const Class
 }
 
 } // namespace
+
+std::vector<std::string> classicReportFiles(const std::string& prefix) {
+    // "Inital" is the classic classes' own spelling.
+    return {prefix + "Inital_0.rpt", prefix + "Optimal_0.rpt", prefix + "Inital_1.rpt", prefix + "Optimal_1.rpt",
+            prefix + "FullReport.rpt"};
+}
 
 ClassicResult classicWithReport(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                 const std::string& reportPrefix) {

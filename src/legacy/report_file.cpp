@@ -20,6 +20,8 @@ ReportFile::~ReportFile() {
     }
 }
 
+void reportMisuse(const char* signature) { std::fprintf(stderr, "Error with the use of %s\n", signature); }
+
 void ReportFile::write(const char* text) const {
     if (file_ != nullptr) {
         std::fwrite(text, 1, std::strlen(text), file_);

@@ -7,6 +7,12 @@
 namespace olhs {
 namespace detail {
 
+/// The rule of 80 '=' that frames the sections of every console dump and report.
+constexpr const char* ruleLine = "================================================================================\n";
+
+/// Says on standard error that `signature` was used wrongly; the caller adds why.
+void reportMisuse(const char* signature);
+
 /// How a dump opens its file: a stand-alone dump starts it afresh, a section of a
 /// composite report adds to its end.
 enum class OpenMode { Truncate, Append };
