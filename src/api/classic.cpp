@@ -42,7 +42,7 @@ ClassicResult search(engine::Levels start, const ClassicLimits& limits, engine::
     // The search continues from phi_p summed pair after pair, as the classic criterion
     // sums it, not from the fast criterion's own sum.
     const double initial = api::summarisePairs(startLevels, n, m, 1, classicP).phip;
-    auto table = std::make_shared<const engine::PowerTable>(classicP, static_cast<std::int64_t>(m) * (n - 1));
+    auto table = std::make_shared<const engine::PowerTable>(classicP, engine::maxMeasure(n, m, 1));
     engine::FastPhip<Dist> current(std::move(start), std::move(table));
     current.setPhip(initial);
     engine::Search<engine::FastSearchState<Dist>> search(

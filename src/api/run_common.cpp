@@ -61,22 +61,16 @@ void checkSize(const std::string& option, std::size_t size, int n, int m) {
 
 void checkLatin(const std::string& option, const std::vector<int>& levels, int n, int m) {
     checkSize(option, levels.size(), n, m);
-    std::vector<int> rowOf(static_cast<std::size_t>(n) + 1);
-    for (int c = 0; c < m; ++c) {
-        std::fill(rowOf.begin(), rowOf.end(), -1);
-        for (int i = 0; i < n; ++i) {
-            const int level = levels[static_cast<std::size_t>(i) * m + c];
-            if (level < 1 || level > n)
-                refuse(option, cell(i, c) + ": levels must lie in 1.." + std::to_string(n), std::to_string(level));
-            int& seen = rowOf[static_cast<std::size_t>(level)];
-            if (seen >= 0)
-                refuse(option,
-                       "column " + std::to_string(c + 1) + " must be a permutation of 1.." + std::to_string(n) +
-                           ": rows " + std::to_string(seen + 1) + " and " + std::to_string(i + 1) + " both hold",
-                       std::to_string(level));
-            seen = i;
-        }
-    }
+    const engine::LatinFault fault = engine::findLatinFault(
+        n, m, [&](int i, int c) { return levels[static_cast<std::size_t>(i) * m + c]; });
+    if (!fault.found()) return;
+    if (fault.firstRow < 0)
+        refuse(option, cell(fault.row, fault.column) + ": levels must lie in 1.." + std::to_string(n),
+               std::to_string(fault.level));
+    refuse(option,
+           "column " + std::to_string(fault.column + 1) + " must be a permutation of 1.." + std::to_string(n) +
+               ": rows " + std::to_string(fault.firstRow + 1) + " and " + std::to_string(fault.row + 1) + " both hold",
+           std::to_string(fault.level));
 }
 
 std::vector<int> rowMajor(const engine::Levels& levels) {

@@ -11,19 +11,7 @@ namespace olhs {
 namespace engine {
 
 bool isLatin(const Levels& levels) {
-    const int n = levels.points();
-    std::vector<char> seen(static_cast<std::size_t>(n) + 1);
-    for (int c = 0; c < levels.variables(); ++c) {
-        std::fill(seen.begin(), seen.end(), 0);
-        const std::int32_t* x = levels.column(c);
-        for (int i = 0; i < n; ++i) {
-            if (x[i] < 1 || x[i] > n || seen[static_cast<std::size_t>(x[i])]) {
-                return false;
-            }
-            seen[static_cast<std::size_t>(x[i])] = 1;
-        }
-    }
-    return true;
+    return !findLatinFault(levels.points(), levels.variables(), [&](int i, int c) { return levels(i, c); }).found();
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #ifndef OLHS_ENGINE_LEVELS_H
 #define OLHS_ENGINE_LEVELS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -47,10 +48,32 @@ private:
 /// Whether every variable of the design holds each level 1..n exactly once.
 bool isLatin(const Levels& levels);
 
-/// Largest city-block distance two points of a Latin design of n points in m variables
-/// can have: m (n - 1).
-inline std::int64_t maxCityBlockDistance(int n, int m) {
-    return static_cast<std::int64_t>(m) * (n > 0 ? n - 1 : 0);
+/// Where a design stops being Latin: the first level (column by column, rows in order)
+/// outside 1..n, or the first repeated in its column, with the row that held it first.
+struct LatinFault {
+    int row = -1;
+    int column = -1;
+    std::int64_t level = 0;
+    int firstRow = -1; ///< -1: the level is outside 1..n
+    bool found() const { return row >= 0; }
+};
+
+/// The first fault of the n x m levels that `at(i, c)` gives; found() is false for a
+/// Latin design.
+template <class At>
+LatinFault findLatinFault(int n, int m, At&& at) {
+    std::vector<int> rowOf(static_cast<std::size_t>(n > 0 ? n : 0) + 1);
+    for (int c = 0; c < m; ++c) {
+        std::fill(rowOf.begin(), rowOf.end(), -1);
+        for (int i = 0; i < n; ++i) {
+            const std::int64_t level = at(i, c);
+            if (level < 1 || level > n) return LatinFault{i, c, level, -1};
+            int& seen = rowOf[static_cast<std::size_t>(level)];
+            if (seen >= 0) return LatinFault{i, c, level, seen};
+            seen = i;
+        }
+    }
+    return LatinFault{};
 }
 
 } // namespace engine

@@ -248,7 +248,7 @@ std::unique_ptr<SearchCore> makeSearchCore(const OptimalLH& initial, const Optim
     std::unique_ptr<SearchCore> core;
     if (fastCriterion) {
         const int n = levels.points(), m = levels.variables();
-        const bool tableCovers = PHIpCriterionAccess::sharedTerms(c)->maxDistance() >= engine::maxCityBlockDistance(n, m);
+        const bool tableCovers = PHIpCriterionAccess::sharedTerms(c)->maxDistance() >= engine::maxMeasure(n, m, 1);
         if (tableCovers) {
             core = FastPhip<std::uint16_t>::fits(n, m) ? fastCore<std::uint16_t>(std::move(levels), initial, best, stream)
                                                        : fastCore<std::uint32_t>(std::move(levels), initial, best, stream);
