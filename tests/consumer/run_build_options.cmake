@@ -3,12 +3,6 @@
 # Configure only; the workflows build the real tree.
 cmake_minimum_required(VERSION 3.25)
 
-foreach(var OLHS_SOURCE_DIR SUBPROJECT_DIR GENERATOR CXX)
-  if("${${var}}" STREQUAL "")
-    message(FATAL_ERROR "run_build_options.cmake: ${var} is not set")
-  endif()
-endforeach()
-
 string(RANDOM LENGTH 10 ALPHABET "abcdefghijklmnopqrstuvwxyz0123456789" tag)
 if(DEFINED ENV{TMPDIR} AND IS_DIRECTORY "$ENV{TMPDIR}")
   set(scratch "$ENV{TMPDIR}/olhs-options-${tag}")
@@ -16,23 +10,17 @@ else()
   set(scratch "/tmp/olhs-options-${tag}")
 endif()
 file(MAKE_DIRECTORY "${scratch}/empty-root")
-
-set(common -G "${GENERATOR}" "-DCMAKE_CXX_COMPILER=${CXX}")
-if(MAKE_PROGRAM)
-  list(APPEND common "-DCMAKE_MAKE_PROGRAM=${MAKE_PROGRAM}")
-endif()
-# Everything optional off, unless a step turns a part on.
-set(nothing_optional -DOLHS_BUILD_TESTS=OFF -DOLHS_BUILD_BENCHMARKS=OFF -DOLHS_BUILD_CLI=OFF
-                     -DOLHS_BUILD_EXAMPLES=OFF)
+# Packages are looked for in an empty root only, so that none of the machine's is found.
+set(no_packages "-DCMAKE_FIND_ROOT_PATH=${scratch}/empty-root" -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY)
+set(nothing_optional -DOLHS_BUILD_TESTS=OFF -DOLHS_BUILD_BENCHMARKS=OFF -DOLHS_BUILD_CLI=OFF -DOLHS_BUILD_EXAMPLES=OFF)
 
 function(configure name expect_success)
-  execute_process(COMMAND "${CMAKE_COMMAND}" -B "${scratch}/${name}" ${common} ${ARGN}
-    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  execute_process(COMMAND "${CMAKE_COMMAND}" -B "${scratch}/${name}" -G "${GENERATOR}" "-DCMAKE_CXX_COMPILER=${CXX}"
+                          "-DCMAKE_MAKE_PROGRAM=${MAKE_PROGRAM}" ${ARGN}
+                  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
   set(output "${out}${err}" PARENT_SCOPE)
-  if(expect_success AND NOT rc EQUAL 0)
-    message(FATAL_ERROR "configure '${name}' failed (${rc}):\n${out}\n${err}\n(scratch kept: ${scratch})")
-  elseif(NOT expect_success AND rc EQUAL 0)
-    message(FATAL_ERROR "configure '${name}' should have failed:\n${out}\n${err}\n(scratch kept: ${scratch})")
+  if(expect_success AND NOT rc EQUAL 0 OR NOT expect_success AND rc EQUAL 0)
+    message(FATAL_ERROR "configure '${name}' gave ${rc}, not what was expected:\n${out}\n${err}\n(scratch kept: ${scratch})")
   endif()
 endfunction()
 
@@ -42,14 +30,11 @@ file(STRINGS "${scratch}/default-type/CMakeCache.txt" type REGEX "^CMAKE_BUILD_T
 if(NOT type MATCHES "=Release$")
   message(FATAL_ERROR "a configure without a build type chose '${type}', not Release")
 endif()
-message(STATUS "default build type Release: ok")
 
 # Inside a host project nothing optional is built and no optional package is needed.
-configure(subproject TRUE -S "${SUBPROJECT_DIR}" "-DOLHS_SOURCE_DIR=${OLHS_SOURCE_DIR}"
+configure(subproject TRUE -S "${SUBPROJECT_DIR}" "-DOLHS_SOURCE_DIR=${OLHS_SOURCE_DIR}" ${no_packages}
           -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON
-          -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
-          "-DCMAKE_FIND_ROOT_PATH=${scratch}/empty-root" -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY)
-message(STATUS "add_subdirectory without optional packages: ok")
+          -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON)
 
 # Each optional part that lacks its package names the package to install.
 foreach(case "GTest;OLHS_BUILD_TESTS;libgtest-dev" "benchmark;OLHS_BUILD_BENCHMARKS;libbenchmark-dev"
@@ -57,13 +42,11 @@ foreach(case "GTest;OLHS_BUILD_TESTS;libgtest-dev" "benchmark;OLHS_BUILD_BENCHMA
   list(GET case 0 package)
   list(GET case 1 option)
   list(GET case 2 debian)
-  configure(missing-${package} FALSE -S "${OLHS_SOURCE_DIR}" ${nothing_optional} -D${option}=ON
-            -DCMAKE_DISABLE_FIND_PACKAGE_${package}=ON
-            "-DCMAKE_FIND_ROOT_PATH=${scratch}/empty-root" -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY)
+  configure(missing-${package} FALSE -S "${OLHS_SOURCE_DIR}" ${nothing_optional} -D${option}=ON ${no_packages}
+            -DCMAKE_DISABLE_FIND_PACKAGE_${package}=ON)
   if(NOT output MATCHES "apt-get install ${debian}" OR NOT output MATCHES "-D${option}=OFF")
     message(FATAL_ERROR "a missing ${package} should name ${debian} and ${option}:\n${output}")
   endif()
-  message(STATUS "missing ${package} names ${debian}: ok")
 endforeach()
 
 file(REMOVE_RECURSE "${scratch}")

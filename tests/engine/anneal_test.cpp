@@ -21,8 +21,8 @@ struct Size {
 
 class AnnealStateTest : public testing::TestWithParam<Size> {};
 
-// After every exchange the incremental distances, smallest distance and pairs at it equal
-// those of the design built afresh; the energy drifts only by rounding.
+// After many exchanges the incremental distances, smallest distance and pairs at it equal
+// those of the design built afresh.
 TEST_P(AnnealStateTest, ExchangesMatchARecomputation) {
     const Size s = GetParam();
     RandomStream stream(s.n * 100 + s.m);
@@ -38,13 +38,9 @@ TEST_P(AnnealStateTest, ExchangesMatchARecomputation) {
     }
     AnnealState fresh(state.levels(), s.exponent, s.exponent == 2 ? 25 : 50, 0);
     const Smallest expected = smallestOf(state.levels(), s.exponent);
-    EXPECT_EQ(state.smallest().distance, expected.distance);
-    EXPECT_EQ(state.smallest().pairs, expected.pairs);
+    EXPECT_TRUE(state.smallest().distance == expected.distance && state.smallest().pairs == expected.pairs);
     for (int i = 0; i < s.n; ++i)
-        for (int j = 0; j < s.n; ++j)
-            if (i != j) {
-                ASSERT_EQ(state.distance(i, j), fresh.distance(i, j)) << i << ", " << j;
-            }
+        for (int j = 0; j < s.n; ++j) ASSERT_TRUE(i == j || state.distance(i, j) == fresh.distance(i, j)) << i << ", " << j;
 }
 
 // Every kernel this processor runs gives the portable kernel's minima and energy change to
@@ -54,7 +50,8 @@ TEST_P(AnnealStateTest, KernelsGiveThePortableBits) {
     const Size s = GetParam();
     ExchangeKernels kernels[3];
     const int count = availableExchangeKernels(s.exponent, kernels);
-    std::string ran;
+    const ExchangeKernels& portable = kernels[count - 1];
+    std::string ran; // which paths ran, in the test's record
     for (int k = 0; k < count; ++k) ran += std::string(kernels[k].name) + " ";
     RecordProperty("kernels", ran);
     RandomStream stream(s.n + 7);
@@ -62,6 +59,12 @@ TEST_P(AnnealStateTest, KernelsGiveThePortableBits) {
     const int lanes = (s.n + kernelLanes - 1) / kernelLanes * kernelLanes;
     std::vector<std::int32_t> di(lanes, ExchangeRows::padding), dj(lanes, ExchangeRows::padding), x(lanes, 0);
     std::vector<double> wi(lanes, 0.0), wj(lanes, 0.0), fresh(4 * lanes);
+    const auto measure = [&](int i, int l) {
+        std::int32_t d = 0;
+        for (int v = 0; v < s.m; ++v) d += s.exponent == 2 ? (levels(i, v) - levels(l, v)) * (levels(i, v) - levels(l, v))
+                                                          : std::abs(levels(i, v) - levels(l, v));
+        return d;
+    };
     for (int trial = 0; trial < 300; ++trial) {
         const int c = static_cast<int>(stream.next() * s.m);
         const int i = trial % 3 == 0 ? 0 : static_cast<int>(stream.next() * s.n);
@@ -69,26 +72,18 @@ TEST_P(AnnealStateTest, KernelsGiveThePortableBits) {
         if (i == j) continue;
         for (int l = 0; l < s.n; ++l) {
             x[l] = levels(l, c);
-            std::int32_t a = 0, b = 0;
-            for (int v = 0; v < s.m; ++v) {
-                const std::int32_t u = levels(i, v) - levels(l, v), w = levels(j, v) - levels(l, v);
-                a += s.exponent == 2 ? u * u : std::abs(u);
-                b += s.exponent == 2 ? w * w : std::abs(w);
-            }
-            di[l] = l == i ? ExchangeRows::padding : a;
-            dj[l] = l == j ? ExchangeRows::padding : b;
+            di[l] = l == i ? ExchangeRows::padding : measure(i, l);
+            dj[l] = l == j ? ExchangeRows::padding : measure(j, l);
             wi[l] = pairWeight(di[l], 700.0, 25);
             wj[l] = pairWeight(dj[l], 700.0, 25);
         }
         const ExchangeRows rows{di.data(), dj.data(), x.data(), lanes, i, j};
-        const ExchangeKernels& reference = kernels[count - 1];
-        const RowMinima expected = reference.minima(rows);
-        const double expectedChange = reference.energyChange(
-            rows, Weights{wi.data(), wj.data(), 700.0, 25, fresh.data(), fresh.data() + lanes});
+        const RowMinima expected = portable.minima(rows);
+        const double expectedChange =
+            portable.energyChange(rows, Weights{wi.data(), wj.data(), 700.0, 25, fresh.data(), fresh.data() + lanes});
         for (int k = 0; k + 1 < count; ++k) {
             const RowMinima got = kernels[k].minima(rows);
-            EXPECT_EQ(got.i, expected.i) << kernels[k].name;
-            EXPECT_EQ(got.j, expected.j) << kernels[k].name;
+            EXPECT_TRUE(got.i == expected.i && got.j == expected.j) << kernels[k].name << ", trial " << trial;
             const double change = kernels[k].energyChange(
                 rows, Weights{wi.data(), wj.data(), 700.0, 25, fresh.data() + 2 * lanes, fresh.data() + 3 * lanes});
             EXPECT_EQ(std::memcmp(&change, &expectedChange, sizeof change), 0)
@@ -116,12 +111,9 @@ TEST(MaximinOrder, SmallestDistanceThenPairsAtItThenPhip) {
     const Smallest spread = smallestOf(design({{1, 2}, {2, 4}, {3, 1}, {4, 3}}), 2);
     const Smallest lonePair = smallestOf(design({{1, 1}, {2, 3}, {3, 4}, {4, 2}}), 2);
     const Smallest diagonal = smallestOf(design({{1, 1}, {2, 2}, {3, 3}, {4, 4}}), 2);
-    EXPECT_EQ(spread.distance, 5);
-    EXPECT_EQ(spread.pairs, 4);
-    EXPECT_EQ(lonePair.distance, 2);
-    EXPECT_EQ(lonePair.pairs, 1);
-    EXPECT_EQ(diagonal.distance, 2);
-    EXPECT_EQ(diagonal.pairs, 3);
+    EXPECT_TRUE(spread.distance == 5 && spread.pairs == 4);
+    EXPECT_TRUE(lonePair.distance == 2 && lonePair.pairs == 1);
+    EXPECT_TRUE(diagonal.distance == 2 && diagonal.pairs == 3);
     EXPECT_EQ(smallestOf(design({{1, 1}, {2, 2}, {3, 3}, {4, 4}}), 1).distance, 2);
 
     EXPECT_TRUE(betterDesign(true, spread, 9.0, lonePair, 1.0));   // farther, however many pairs
@@ -133,9 +125,8 @@ TEST(MaximinOrder, SmallestDistanceThenPairsAtItThenPhip) {
 }
 
 TEST(PortableLog, AgreesWithTheLibraryLog) {
-    for (double u : {0x1p-53, 1e-300, 0.1, 0.5, 0.7071067811865476, 0.75, 0.999999, 1.0}) {
+    for (double u : {0x1p-53, 1e-300, 0.1, 0.5, 0.7071067811865476, 0.75, 0.999999, 1.0})
         EXPECT_NEAR(portableLog(u), std::log(u), 1e-13 * std::fabs(std::log(u)) + 1e-16) << u;
-    }
 }
 
 } // namespace

@@ -27,13 +27,13 @@ double legacyDraw(std::mt19937_64& reference) { return static_cast<double>(refer
 
 } // namespace
 
-TEST(Mt19937_64, FollowsTheStandardEngineThroughDrawsDiscardsReseedsAndCopies) {
+TEST(Mt19937_64, FollowsTheStandardEngineThroughDrawsDiscardsAndReseeds) {
     Mt19937_64 fast;
     std::mt19937_64 reference;
-    for (int i = 0; i < 2000000; ++i) ASSERT_EQ(fast(), reference()) << "default seed, output " << i;
+    for (int i = 0; i < 200000; ++i) ASSERT_EQ(fast(), reference()) << "default seed, output " << i;
     // Every count from every position within a block, block edges and long skips included.
-    const std::uint64_t counts[] = {0, 1, 2, 155, 156, 311, 312, 313, 623, 624, 625, 100000};
-    for (int start = 0; start <= 312; ++start) {
+    const std::uint64_t counts[] = {0, 1, 2, 155, 156, 311, 312, 313, 623, 624, 625, 20000};
+    for (int start = 0; start <= 312; ++start)
         for (std::uint64_t count : counts) {
             fast.seed(start);
             reference.seed(start);
@@ -42,8 +42,7 @@ TEST(Mt19937_64, FollowsTheStandardEngineThroughDrawsDiscardsReseedsAndCopies) {
             reference.discard(count);
             for (int i = 0; i < 320; ++i) ASSERT_EQ(fast(), reference()) << start << " then discard " << count;
         }
-    }
-    // Mixed runs of draws and discards; then a copy goes its own way.
+    // Mixed runs of draws and discards.
     std::mt19937_64 pattern(4);
     for (std::uint64_t seed : testSeeds(150)) {
         fast.seed(seed);
@@ -58,10 +57,6 @@ TEST(Mt19937_64, FollowsTheStandardEngineThroughDrawsDiscardsReseedsAndCopies) {
             }
             ASSERT_EQ(fast(), reference()) << "seed " << seed << ", step " << step << ", count " << count;
         }
-        Mt19937_64 copy = fast;
-        std::mt19937_64 referenceCopy = reference;
-        for (int i = 0; i < 400; ++i) ASSERT_EQ(fast(), reference());
-        for (int i = 0; i < 400; ++i) ASSERT_EQ(copy(), referenceCopy()) << "copy of " << seed << ", output " << i;
     }
 }
 
@@ -102,36 +97,31 @@ TEST(RandomStream, DrawsTheLegacyFormulaOrTheHostAndHandsTheGeneratorBack) {
             ASSERT_EQ(stream.next(), legacyDraw(reference)) << "seed " << seed << ", skip " << count;
         }
     }
-
+    // A host sees every draw, skipped ones included, in order; the generator waits
+    // underneath, and seeding under a host reseeds it and keeps the host.
     long made = 0;
-    auto host = [&made] { return static_cast<double>(made++) * 0.125; }; // the call's number / 8
+    auto host = [&made] { return static_cast<double>(made++); }; // the call's number
     RandomStream stream;
     std::mt19937_64 reference(CRand::defaultSeed);
     for (int i = 0; i < 100; ++i) ASSERT_EQ(stream.next(), legacyDraw(reference));
     stream.setHost(host);
-    EXPECT_TRUE(stream.hasHost());
-    for (std::uint64_t count : {0u, 1u, 311u, 312u, 313u, 5000u}) {
+    for (long count : {0, 1, 311, 312, 313, 5000}) {
         const long before = made;
-        stream.skip(count);
-        const double draw = stream.next();
-        EXPECT_EQ(made - before, static_cast<long>(count) + 1) << "one call per draw, skip " << count;
-        EXPECT_EQ(draw, static_cast<double>(made - 1) * 0.125) << "calls in order, skip " << count;
+        stream.skip(static_cast<std::uint64_t>(count));
+        EXPECT_EQ(stream.next(), static_cast<double>(before + count)) << "one call per draw, skip " << count;
     }
-    // The host took nothing from the generator; seeding under a host keeps the host.
     stream.setHost(std::function<double()>());
-    EXPECT_FALSE(stream.hasHost());
     for (int i = 0; i < 300; ++i) ASSERT_EQ(stream.next(), legacyDraw(reference)) << "resumed, draw " << i;
     stream.setHost(host);
     stream.seed(11);
-    const long before = made;
-    EXPECT_EQ(stream.next(), static_cast<double>(before) * 0.125);
+    const double expected = static_cast<double>(made);
+    EXPECT_EQ(stream.next(), expected);
     stream.setHost(nullptr);
     reference.seed(11);
     for (int i = 0; i < 300; ++i) ASSERT_EQ(stream.next(), legacyDraw(reference)) << "seeded under host, " << i;
-    // Built from a host, the generator waits underneath at the default seed.
     RandomStream hosted(std::function<double()>([] { return 0.75; }));
     EXPECT_EQ(hosted.next(), 0.75);
     hosted.setHost(nullptr);
     reference.seed(CRand::defaultSeed);
-    for (int i = 0; i < 10; ++i) ASSERT_EQ(hosted.next(), legacyDraw(reference));
+    EXPECT_EQ(hosted.next(), legacyDraw(reference)) << "a hosted stream's generator starts at the default seed";
 }
