@@ -43,7 +43,7 @@ struct Fixture {
     explicit Fixture(int points)
         : n(points),
           levels(randomLatin(points, kVariables, 1)),
-          table(std::make_shared<const PowerTable>(50.0, maxCityBlockDistance(points, kVariables))),
+          table(std::make_shared<const PowerTable>(50.0, maxMeasure(points, kVariables, 1))),
           rows(static_cast<std::size_t>(points), std::valarray<double>(kVariables)),
           D(static_cast<std::size_t>(points), std::valarray<double>(0.0, static_cast<std::size_t>(points))) {
         for (int i = 0; i < n; ++i)
@@ -124,7 +124,7 @@ BENCHMARK(BM_AcceptedMoveReference)->Arg(100)->Arg(500)->Arg(2000);
 void BM_OuterIteration(benchmark::State& state) {
     const int n = static_cast<int>(state.range(0));
     const Levels start = randomLatin(n, kVariables, 3);
-    const auto table = std::make_shared<const PowerTable>(50.0, maxCityBlockDistance(n, kVariables));
+    const auto table = std::make_shared<const PowerTable>(50.0, maxMeasure(n, kVariables, 1));
     RandomStream stream(4);
     FastPhip<std::uint16_t> current(start, table);
     const double phip = current.phip();

@@ -26,24 +26,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const char* text = reinterpret_cast<const char*>(data);
     olhs_cli::DesignParser parser("in.csv");
     try {
-        std::size_t start = 0;
         long lines = 0;
-        while (start < size) {
+        for (std::size_t start = 0, end = 0; start < size; start = end + 1, ++lines) {
             const void* newline = std::memchr(text + start, '\n', size - start);
-            const std::size_t end = newline != nullptr ? static_cast<std::size_t>(static_cast<const char*>(newline) - text) : size;
+            end = newline != nullptr ? static_cast<std::size_t>(static_cast<const char*>(newline) - text) : size;
             parser.line(text + start, end - start);
-            ++lines;
-            start = end + 1;
         }
         const olhs_cli::DesignTable table = parser.finish();
         if (table.n < 2 || table.m < 1) fail("a design of fewer than 2 rows or no column");
         if (table.values.size() != static_cast<std::size_t>(table.n) * static_cast<std::size_t>(table.m))
             fail("values do not fill n x m");
         if (table.lines.size() != static_cast<std::size_t>(table.n)) fail("a row without its line");
-        for (std::size_t i = 0; i < table.lines.size(); ++i) {
+        for (std::size_t i = 0; i < table.lines.size(); ++i)
             if (table.lines[i] < 1 || table.lines[i] > lines || (i > 0 && table.lines[i] <= table.lines[i - 1]))
                 fail("line numbers out of order or range");
-        }
         for (double v : table.values)
             if (!std::isfinite(v)) fail("a value that is not finite");
         if (!table.names.empty() && table.names.size() != static_cast<std::size_t>(table.m))
