@@ -66,7 +66,7 @@ Options settled(const ExistingOptions& e, int n, int m) {
     o.n = n;
     o.m = m;
     if (o.optimiser.iterations < 0) {
-        o.optimiser.iterations = olhs::automaticIterations(n);
+        o.optimiser.iterations = olhs::automaticIterations(n, m, libraryOptions(o));
     }
     if (o.scale == Scale::Bounds) {
         o.bounds = boxOf(o, m);

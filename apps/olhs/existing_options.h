@@ -29,11 +29,11 @@ public:
     /// Its options, checked; UsageError naming the option at fault.
     ExistingOptions check() const;
 
-    /// The option texts as given, before they are checked.
-    struct Raw;
+    /// The subcommands and the values their options are bound to.
+    struct Declared;
 
 private:
-    std::unique_ptr<Raw> raw_;
+    std::unique_ptr<Declared> declared_;
 };
 
 } // namespace olhs_cli

@@ -22,6 +22,8 @@ bool startsWithBlank(const std::string& text) {
     return !text.empty() && (text[0] == ' ' || text[0] == '\t' || text[0] == '\n');
 }
 
+} // namespace
+
 bool toReal(const std::string& text, double& value) {
     if (text.empty() || startsWithBlank(text)) {
         return false;
@@ -31,8 +33,6 @@ bool toReal(const std::string& text, double& value) {
     value = std::strtod(text.c_str(), &end);
     return end == text.c_str() + text.size() && errno != ERANGE && std::isfinite(value);
 }
-
-} // namespace
 
 long long parseInteger(const std::string& option, const std::string& text, long long low, long long high) {
     const std::string accepted = "expected a whole number from " + std::to_string(low) + " to " +
@@ -45,32 +45,6 @@ long long parseInteger(const std::string& option, const std::string& text, long 
     const long long value = std::strtoll(text.c_str(), &end, 10);
     if (end != text.c_str() + text.size() || errno == ERANGE || value < low || value > high) {
         throw UsageError(option, accepted);
-    }
-    return value;
-}
-
-std::uint64_t parseUnsigned64(const std::string& option, const std::string& text) {
-    const std::string accepted = "expected a whole number from 0 to " +
-                                 std::to_string(std::numeric_limits<std::uint64_t>::max()) + ", got " +
-                                 quoted(text);
-    // strtoull would quietly wrap "-1" around to the largest value.
-    if (text.empty() || text[0] < '0' || text[0] > '9') {
-        throw UsageError(option, accepted);
-    }
-    errno = 0;
-    char* end = nullptr;
-    const unsigned long long value = std::strtoull(text.c_str(), &end, 10);
-    if (end != text.c_str() + text.size() || errno == ERANGE) {
-        throw UsageError(option, accepted);
-    }
-    return static_cast<std::uint64_t>(value);
-}
-
-double parseReal(const std::string& option, const std::string& text, double low, double high) {
-    double value = 0.0;
-    if (!toReal(text, value) || value < low || value > high) {
-        throw UsageError(option, "expected a number from " + shortestText(low) + " to " + shortestText(high) + ", got " +
-                                     quoted(text));
     }
     return value;
 }

@@ -9,14 +9,11 @@
 
 namespace olhs_cli {
 
+/// Whether the whole text is a finite number (no blanks around it), into `value`.
+bool toReal(const std::string& text, double& value);
+
 /// A whole number in [low, high], written in decimal with an optional sign.
 long long parseInteger(const std::string& option, const std::string& text, long long low, long long high);
-
-/// A non-negative whole number that fits in 64 bits.
-std::uint64_t parseUnsigned64(const std::string& option, const std::string& text);
-
-/// A finite real number in [low, high].
-double parseReal(const std::string& option, const std::string& text, double low, double high);
 
 struct Interval {
     double low;

@@ -6,49 +6,42 @@
 //
 // Usage: olhs_cli_entry_point N M MODE SEED|default FILE
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cstdint>
 #include <valarray>
 
 #include "olhs/CRand.h"
 #include "olhs/LatinHypercube.h"
-#include "olhs/PHIpCriterion.h"
 #include "olhs/OptimalLatinHypercubeDOE.h"
+#include "olhs/PHIpCriterion.h"
+
+// The value in the shortest text that reads back as it, then `after`.
+static void print(std::FILE* out, double value, const char* after) {
+    char text[32];
+    const int length = static_cast<int>(std::to_chars(text, text + sizeof text, value).ptr - text);
+    std::fprintf(out, "%.*s%s", length, text, after);
+}
 
 int main(int argc, char** argv) {
     if (argc != 6) {
         std::fprintf(stderr, "usage: %s N M MODE SEED|default FILE\n", argv[0]);
         return 2;
     }
-    const int n = std::atoi(argv[1]);
-    const int m = std::atoi(argv[2]);
+    const int n = std::atoi(argv[1]), m = std::atoi(argv[2]), mode = std::atoi(argv[3]);
     const std::uint64_t seed =
         std::strcmp(argv[4], "default") != 0 ? std::strtoull(argv[4], nullptr, 10) : CRand::defaultSeed;
     CRand::seed(seed);
     std::valarray<double> X;
-    OptimalLatinHypercubeDOE(std::atoi(argv[3]), m, n, X);
+    OptimalLatinHypercubeDOE(mode, m, n, X);
     std::FILE* out = std::fopen(argv[5], "w");
-    if (out == nullptr) {
-        std::perror(argv[5]);
-        return 1;
-    }
-    for (int j = 0; j < m; ++j) {
-        std::fprintf(out, "%sx%d%s", j == 0 ? "" : ",", j + 1, j == m - 1 ? "\n" : "");
-    }
-    for (int k = 0; k < n * m; ++k) {
-        char text[32];
-        const char* end = std::to_chars(text, text + sizeof text, X[static_cast<std::size_t>(k)]).ptr;
-        std::fprintf(out, "%s%.*s%s", k % m == 0 ? "" : ",", static_cast<int>(end - text), text,
-                     k % m == m - 1 ? "\n" : "");
-    }
-    if (std::atoi(argv[3]) == 0) {
-        // The entry point's random design is the first one drawn after seeding.
-        CRand::seed(seed);
-        char text[32];
-        const char* end = std::to_chars(text, text + sizeof text, PHIpCriterion(LatinHypercube(n, m)).getPHIp()).ptr;
-        std::printf("%.*s\n", static_cast<int>(end - text), text);
+    if (out == nullptr) return 1;
+    for (int j = 0; j < m; ++j) std::fprintf(out, "x%d%s", j + 1, j == m - 1 ? "\n" : ",");
+    for (int k = 0; k < n * m; ++k) print(out, X[static_cast<std::size_t>(k)], k % m == m - 1 ? "\n" : ",");
+    if (mode == 0) {
+        CRand::seed(seed); // the entry point's random design is the first one drawn after seeding
+        print(stdout, PHIpCriterion(LatinHypercube(n, m)).getPHIp(), "\n");
     }
     return std::fclose(out) == 0 ? 0 : 1;
 }
