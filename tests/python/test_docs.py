@@ -1,5 +1,9 @@
+import ast
 import doctest
-import pydoc
+import importlib
+import importlib.util
+import inspect
+from pathlib import Path
 
 import pytest
 
@@ -10,8 +14,6 @@ import olhs
 def test_examples_in_docstrings_run(module):
     if module == "olhs.qmc":
         pytest.importorskip("scipy")
-    import importlib
-    import importlib.util
     runner = doctest.DocTestRunner()
     for test in doctest.DocTestFinder().find(importlib.import_module(module)):
         # plot's example draws, with matplotlib when it is there.
@@ -20,46 +22,23 @@ def test_examples_in_docstrings_run(module):
     assert runner.tries > 0 and runner.failures == 0
 
 
-def test_help_shows_signature_arguments_and_an_example():
-    text = pydoc.render_doc(olhs.optimal_lhs, renderer=pydoc.plaintext)
-    assert "optimal_lhs(n, d, *, seed=None, restarts=2, threads=0" in text
-    for argument in ["seed :", "restarts :", "bounds :", "progress :", "Examples", ">>> "]:
-        assert argument in text
-    for function in [olhs.classic_lhs, olhs.Progress]:
-        assert function.__doc__
-
-
-def _stub_functions(module_file):
-    import ast
-    from pathlib import Path
-    tree = ast.parse(Path(module_file).with_suffix(".pyi").read_text())
-    found = {}
-    for node in ast.walk(tree):
-        if isinstance(node, ast.FunctionDef):
-            a = node.args
-            found[node.name] = ([x.arg for x in a.posonlyargs + a.args], [x.arg for x in a.kwonlyargs],
-                                [ast.literal_eval(v) for v in a.defaults + [k for k in a.kw_defaults if k]])
-    return found, {n.name for n in tree.body if isinstance(n, ast.ClassDef)}
-
-
-def test_stubs_match_the_functions():
-    import inspect
-    functions, classes = _stub_functions(olhs.__file__)
-    for name in olhs.__all__:
-        assert name in functions or name in classes or name.isupper(), name
-    for name in ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "plot"]:
-        signature = inspect.signature(getattr(olhs, name))
-        positional = [p.name for p in signature.parameters.values() if p.kind == p.POSITIONAL_OR_KEYWORD]
-        keywords = [p.name for p in signature.parameters.values() if p.kind == p.KEYWORD_ONLY]
-        defaults = [p.default for p in signature.parameters.values() if p.default is not p.empty]
-        assert functions[name] == (positional, keywords, defaults), name
-
-
-def test_qmc_stub_matches_the_engine():
-    import inspect
-    qmc = pytest.importorskip("olhs.qmc")
-    functions, classes = _stub_functions(qmc.__file__)
-    assert "OptimalLatinHypercube" in classes
-    signature = inspect.signature(qmc.OptimalLatinHypercube.__init__)
-    keywords = [p.name for p in signature.parameters.values() if p.kind == p.KEYWORD_ONLY]
-    assert functions["__init__"][1] == keywords
+# The type stubs name every public function with the same arguments and defaults.
+@pytest.mark.parametrize("module, names", [
+    ("olhs", ["optimal_lhs", "classic_lhs", "phi_p", "metrics", "score", "improve", "augment", "plot"]),
+    ("olhs.qmc", ["OptimalLatinHypercube.__init__"]),
+])
+def test_stubs_match_the_functions(module, names):
+    if module == "olhs.qmc":
+        pytest.importorskip("scipy")
+    loaded = importlib.import_module(module)
+    tree = ast.parse(Path(loaded.__file__).with_suffix(".pyi").read_text())
+    stubs = {node.name: node.args for node in ast.walk(tree) if isinstance(node, ast.FunctionDef)}
+    for name in olhs.__all__ if module == "olhs" else []:
+        assert name in stubs or name.isupper() or any(getattr(n, "name", None) == name for n in tree.body), name
+    for name in names:
+        a = stubs[name.split(".")[-1]]
+        parameters = inspect.signature(eval(name, vars(loaded))).parameters.values()
+        assert [x.arg for x in a.posonlyargs + a.args] == [p.name for p in parameters if p.kind == p.POSITIONAL_OR_KEYWORD]
+        assert [x.arg for x in a.kwonlyargs] == [p.name for p in parameters if p.kind == p.KEYWORD_ONLY], name
+        assert [ast.literal_eval(v) for v in a.defaults + [k for k in a.kw_defaults if k]] == [
+            p.default for p in parameters if p.default is not p.empty], name

@@ -54,6 +54,15 @@ UNIT = [[0.2, 0.5], [0.7, 0.9]]
     (lambda: olhs.augment(UNIT, 2, placement="grid"), ValueError,
      "placement: grid puts levels on the edges of their strata; use centered or jittered (got grid)"),
     (lambda: olhs.qmc.OptimalLatinHypercube(2, restarts=0), ValueError, "restarts: must be at least 1 (got 0)"),
+    (lambda: olhs.qmc.OptimalLatinHypercube(-1), ValueError, "d: the number of variables must lie in [0, 2147483647] (got -1)"),
+    (lambda: olhs.qmc.OptimalLatinHypercube(2).random(-1), ValueError,
+     "n: the number of points must lie in [0, 2147483647] (got -1)"),
+    (lambda: olhs.qmc.OptimalLatinHypercube(2, placement="grid"), ValueError,
+     "placement: must be 'centered' or 'jittered' in a qmc engine, whose points lie in [0, 1) (got 'grid')"),
+    (lambda: olhs.qmc.OptimalLatinHypercube(2, optimization="Random-CD"), ValueError,
+     "optimization: 'Random-CD' would make the optimal design worse ('lloyd' moves the points off their Latin "
+     "strata, 'random-cd' undoes the phi_p search for the centred discrepancy); leave it None, and pass "
+     "criterion='discrepancy' to search for that discrepancy"),
 ])
 def test_refusals_name_the_argument_and_what_it_accepts(call, error, message):
     with pytest.raises(error) as raised:

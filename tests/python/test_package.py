@@ -20,9 +20,7 @@ def test_pip_installs_the_package_without_network(tmp_path):
                            "--disable-pip-version-check", "--target", str(target), str(source)],
                           capture_output=True, text=True, env=env, timeout=900)
     assert done.returncode == 0, done.stdout + done.stderr
-    for name in ["__init__.py", "__init__.pyi", "_plot.py", "distributed.py", "qmc.py", "qmc.pyi", "py.typed"]:
-        assert (target / "olhs" / name).is_file(), name
-
+    assert all((target / "olhs" / name).is_file() for name in ["__init__.pyi", "_plot.py", "qmc.pyi", "py.typed"])
     probe = ("import sys, olhs; from olhs.qmc import OptimalLatinHypercube; print(olhs.__file__); "
              "sys.stdout.write(olhs.optimal_lhs(25, 4, seed=9, metric='euclidean').tobytes().hex())")
     env["PYTHONPATH"] = str(target)

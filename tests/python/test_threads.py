@@ -1,51 +1,27 @@
 import threading
+from concurrent.futures import ThreadPoolExecutor
+
+import numpy as np
 
 import olhs
 
 
-def test_two_searches_at_once_give_each_its_own_design():
-    settings = [dict(n=40, d=5, seed=11, restarts=2, iterations=60),
-                dict(n=33, d=4, seed=12, restarts=3, iterations=80, metric="euclidean")]
-    alone = [olhs.optimal_lhs(**s).tobytes() for s in settings]
-    # Each search waits at its first report until the other is running too.
-    both_running = threading.Barrier(2, timeout=120)
-    first = [True, True]
-    results = [None, None]
-    failures = []
+def test_calls_in_threads_at_once_give_each_its_own_design():
+    # Each call waits at its first progress report (or before it starts) until all run.
+    x0 = np.random.default_rng(8).uniform(size=(33, 4))
+    calls = [lambda wait: olhs.optimal_lhs(40, 5, seed=11, iterations=60, progress=wait),
+             lambda wait: olhs.optimal_lhs(33, 4, seed=12, restarts=3, iterations=2, metric="euclidean", progress=wait),
+             lambda wait: olhs.improve(x0, seed=2, iterations=60, progress=wait),
+             lambda wait: olhs.augment(x0, 10, seed=3, iterations=60, progress=wait, bounds=[(0, 1)] * 4),
+             lambda wait: wait() or olhs.classic_lhs(25, 4, seed=5, verbose=True),
+             lambda wait: wait() or olhs.classic_lhs(25, 4, seed=6)]
+    calls += [lambda wait, s=s: wait() or olhs.optimal_lhs(30, 3, seed=s, iterations=40, threads=1) for s in range(4)]
+    alone = [call(lambda report=None: None).tobytes() for call in calls]
+    barrier = threading.Barrier(len(calls), timeout=120)
 
-    def work(k):
-        def progress(report):
-            if first[k]:
-                first[k] = False
-                both_running.wait()
-        try:
-            results[k] = olhs.optimal_lhs(progress=progress, **settings[k]).tobytes()
-        except BaseException as e:  # reported by the main thread
-            failures.append(e)
+    def run(call):
+        waited = []
+        return call(lambda report=None: waited or waited.append(barrier.wait())).tobytes()
 
-    for _ in range(3):
-        first[:] = [True, True]
-        threads = [threading.Thread(target=work, args=(k,)) for k in range(2)]
-        for t in threads:
-            t.start()
-        for t in threads:
-            t.join()
-        assert not failures
-        assert results == alone
-        both_running.reset()
-
-
-def test_many_threads_without_progress():
-    seeds = list(range(20, 28))
-    alone = {s: olhs.optimal_lhs(30, 3, seed=s, iterations=40, threads=1).tobytes() for s in seeds}
-    together = {}
-
-    def work(s):
-        together[s] = olhs.optimal_lhs(30, 3, seed=s, iterations=40, threads=1).tobytes()
-
-    threads = [threading.Thread(target=work, args=(s,)) for s in seeds]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    assert together == alone
+    with ThreadPoolExecutor(len(calls)) as pool:
+        assert list(pool.map(run, calls)) == alone
