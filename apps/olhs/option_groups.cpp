@@ -191,15 +191,15 @@ CLI::App* addOptimiserGroup(CLI::App& app, OptimiserSettings& s, Audience who) {
     number(group, "--iterations", s.iterations, "N",
            fresh ? "Outer iterations of each restart of the optimiser (anneals where it anneals: --criterion maximin, "
                    "and --metric euclidean up to n^2 m = 4e5), 0 to 9223372036854775807; 0 runs until "
-                   "--time-budget, which it then needs. Default: chosen from n (400 up to 150 points, then 60000/n, "
+                   "--time-budget, or is the default without one. Default: chosen from n (400 up to 150 points, then 60000/n, "
                    "at least 50; 1 to 4 anneals by size; for discrepancy 60 up to 416 points, then 25000/n, at "
                    "least 25), or until --time-budget when one is given, with at least one restart per thread."
-                 : "Outer iterations of each restart, 0 to 9223372036854775807; 0 runs until --time-budget. Default: "
-                   "chosen from the number of points, as for a new design.");
+                 : "Outer iterations of each restart, 0 to 9223372036854775807; 0 runs until --time-budget, or is the "
+                   "default without one. Default: chosen from the number of points, as for a new design.");
     number(group, "--time-budget", s.timeBudget, "SECONDS",
-           fresh ? "Stop the optimiser once SECONDS (fractional, above 0 and up to 1e+09) have passed; the design "
+           fresh ? "Stop the optimiser once SECONDS (fractional, up to 1e+09; 0 for none) have passed; the design "
                    "then depends on timing. Default: none."
-                 : "Stop once SECONDS (above 0, up to 1e+09) have passed. Default: none.");
+                 : "Stop once SECONDS (up to 1e+09; 0 for none) have passed. Default: none.");
     named<olhs::Metric>(group, "--metric", s.metric, "METRIC",
                         fresh ? "Distance between points in the optimiser's phi_p: cityblock or euclidean. Default "
                                 "cityblock."
