@@ -248,8 +248,8 @@ CLI::App* addClassicGroup(CLI::App& app, olhs::ClassicLimits& limits) {
            "With --classic: never stop before this many iterations, 0 to 2147483646. Default 5, or one less than a "
            "lower --max-iterations.");
     number(group, "--time-limit", limits.timeLimit, "SECONDS",
-           "With --classic: stop once more than SECONDS of wall-clock time have passed (whole seconds, checked after "
-           "each iteration), 0 to 1e+308. Default: no limit.");
+           "With --classic: stop once more than SECONDS have passed, checked after each iteration (with --report, "
+           "in whole seconds of calendar time), 0 to 1e+308. Default: no limit.");
     number(group, "--convergence", limits.convergence, "FRACTION",
            "With --classic: relative decrease of phi_p that counts as an improvement, 0 to 1. Default 0.01.");
     return group;

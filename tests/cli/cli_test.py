@@ -794,7 +794,7 @@ class Memory(CommandTest):
 
 
 class HelpAndVersion(CommandTest):
-    HELP = {"": "f1802f49f8bbb472a97e0362", "score ": "a36e7aa5fb2506cf78542251", "improve ": "b73e6175bbed0b128614ed96",
+    HELP = {"": "01da1093878ee810b13102f3", "score ": "a36e7aa5fb2506cf78542251", "improve ": "b73e6175bbed0b128614ed96",
             "augment ": "2dcc3e0c4c49745440ebd486"}  # the first hexadecimal digits of SHA-256
 
     def test_help_and_version(self):
