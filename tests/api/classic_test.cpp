@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -11,6 +12,13 @@
 
 #include "olhs/classic.h"
 #include "test_support.h"
+
+namespace olhs {
+// Test names show the limits, not the struct's bytes.
+void PrintTo(const ClassicLimits& l, std::ostream* out) {
+    *out << l.maxIterations << '/' << l.stallIterations << '/' << l.minIterations << '/' << l.convergence;
+}
+} // namespace olhs
 
 namespace {
 
