@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "olhs/errors.h"
+#include "olhs/optimize.h"
 #include "olhs/export.h"
 
 namespace olhs {
@@ -58,8 +59,15 @@ struct ClassicResult {
 OLHS_API ClassicResult classic(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                const std::function<bool(const ClassicProgress&)>& progress = {});
 
-/// The checks classic() makes before it starts: throws the InvalidOption it would throw.
-OLHS_API void checkClassic(int n, int m, const ClassicLimits& limits);
+/// A lower estimate of the bytes classic() holds at its peak (with `withReport`, of
+/// classicWithReport(), whose classes keep several copies of the design and of its n x n
+/// distances as doubles). Both refuse with NotEnoughMemory (optimize.h) a run whose
+/// estimate passes the machine's memory and swap, before they allocate.
+OLHS_API double classicRequiredBytes(int n, int m, bool withReport = false);
+
+/// The checks classic() (with `withReport`, classicWithReport()) makes before it starts:
+/// throws the InvalidOption or NotEnoughMemory it would throw.
+OLHS_API void checkClassic(int n, int m, const ClassicLimits& limits, bool withReport = false);
 
 /// classic() run by the classic classes themselves, which also write their report files
 /// (`reportPrefix` followed by the files' names) and print their progress lines on

@@ -85,9 +85,28 @@ ClassicResult search(engine::Levels start, const ClassicLimits& limits, engine::
 
 } // namespace
 
-void checkClassic(int n, int m, const ClassicLimits& limits) {
+double classicRequiredBytes(int n, int m, bool withReport) {
+    // Doubles throughout: n and m are each below 2^31, so their products cannot overflow.
+    const double points = n, cells = points * m;
+    // Four copies of the levels (start, current, best, result), the pairs' distances in two
+    // or four bytes, the table of terms and the rows' kept sums.
+    const double distance = engine::FastPhip<std::uint16_t>::fits(n, m) ? 2.0 : 4.0;
+    double bytes = cells * 16.0 + points * points * distance + static_cast<double>(engine::maxMeasure(n, m, 1)) * 8.0 +
+                   points * 32.0;
+    if (withReport) {
+        // The classic classes keep their best, initial, current, previous best and trial
+        // designs and the caller's start: rows of doubles (and a handle and an allocator's
+        // header per row) beside n x n distances each (measured peaks: about seven copies).
+        const auto rows = [](double count, double columns) { return count * (columns * 8.0 + 32.0); };
+        bytes += 6.0 * (rows(points, m) + rows(points, points));
+    }
+    return bytes;
+}
+
+void checkClassic(int n, int m, const ClassicLimits& limits, bool withReport) {
     api::checkClassicShape(n, m, 2);
     api::checkClassicLimits(limits);
+    api::refuseBeyondMemory(n, m, classicRequiredBytes(n, m, withReport), Options());
 }
 
 ClassicResult classic(int n, int m, const ClassicLimits& limits, std::uint64_t seed,

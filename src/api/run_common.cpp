@@ -263,7 +263,10 @@ double availableBytes(const Options& options) {
 namespace api {
 
 void checkMemory(int n, int m, const Options& options, bool searched) {
-    const double needed = requiredBytes(n, m, options, searched);
+    refuseBeyondMemory(n, m, requiredBytes(n, m, options, searched), options);
+}
+
+void refuseBeyondMemory(int n, int m, double needed, const Options& options) {
     const double available = availableBytes(options);
     if (available > 0.0 && needed > available) {
         throw NotEnoughMemory(needed, available,

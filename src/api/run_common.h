@@ -65,6 +65,8 @@ StartPlan startFor(int n, int m, const Options& options);
 /// NotEnoughMemory where requiredBytes(n, m, options, searched) passes the options' memory
 /// limit, or the machine's memory and swap.
 void checkMemory(int n, int m, const Options& options, bool searched);
+/// NotEnoughMemory where `needed` bytes pass the options' limit or the machine's memory.
+void refuseBeyondMemory(int n, int m, double needed, const Options& options);
 
 /// Point-major values into the engine's column-major levels.
 engine::Levels levelsFrom(const std::vector<int>& rowMajor, int n, int m);

@@ -37,7 +37,7 @@ std::vector<std::string> classicReportFiles(const std::string& prefix) {
 
 ClassicResult classicWithReport(int n, int m, const ClassicLimits& limits, std::uint64_t seed,
                                 const std::string& reportPrefix) {
-    checkClassic(n, m, limits);
+    checkClassic(n, m, limits, true);
     // The first search of a fresh process: the shared stream from the seed, and the
     // exploring factor every search continues back at its first value (an update at an
     // acceptance ratio below 0.1 selects it).

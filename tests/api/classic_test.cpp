@@ -53,6 +53,12 @@ INSTANTIATE_TEST_SUITE_P(Sizes, ClassicTest,
                                          Case{40, 4, 5, limits(2000, 100, 0.5)},
                                          Case{700, 100, 2, limits(2, 100)})); // m (n - 1) past 65535: four-byte distances
 
+TEST(Classic, RefusesBeforeAllocatingMoreThanTheMachineHas) {
+    EXPECT_THROW(olhs::classic(1 << 22, 2, ClassicLimits(), 1), olhs::NotEnoughMemory);
+    EXPECT_THROW(olhs::classicWithReport(1 << 20, 2, ClassicLimits(), 1, "unused_"), olhs::NotEnoughMemory);
+    EXPECT_LT(olhs::classicRequiredBytes(1000, 10), olhs::classicRequiredBytes(1000, 10, true));
+}
+
 TEST(Classic, RunsAtOnceInManyThreadsWithTheSameBits) {
     const ClassicResult alone = olhs::classic(30, 4, ClassicLimits(), 7);
     std::vector<ClassicResult> runs(3);
