@@ -1,6 +1,5 @@
-// Making the design: the optimiser's, the library's random design, or (--classic) the chain
-// of classes of the library's entry point built here with the user's limits (the defaults
-// give the entry point's own design), so that the command can say why the search stopped.
+// Making the design: one library call per way of making it (the optimiser, the classic
+// search with the user's limits, or its random design), placed in [0, 1].
 #ifndef OLHS_CLI_DESIGN_H
 #define OLHS_CLI_DESIGN_H
 
@@ -16,7 +15,7 @@ namespace olhs_cli {
 /// Why and when the search stopped.
 struct SearchStop {
     std::string reason;  ///< in the command's words, naming the option
-    int iterations = 0;  ///< outer iterations run; 0 when the library did not say
+    int iterations = 0;  ///< outer iterations run
     double seconds = 0.0;
 };
 
@@ -60,9 +59,9 @@ struct Design {
 using ProgressCallback = std::function<bool(const olhs::Progress&)>;
 
 /// Makes the design the options ask for; with --report the report files are written as
-/// well. The classic search's progress lines go wherever stdout points; the optimiser
-/// calls `progress` instead. Settings the optimiser refuses throw UsageError naming the
-/// command's option.
+/// well. The classic search's progress lines go to standard error (with --report, wherever
+/// stdout points); the optimiser calls `progress` instead. Settings the library refuses
+/// throw UsageError naming the command's option.
 Design makeDesign(const Options& options, const ProgressCallback& progress = {});
 
 /// The library's settings of the optimiser for these options.

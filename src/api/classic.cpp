@@ -1,6 +1,5 @@
 #include "olhs/classic.h"
 
-#include <climits>
 #include <cstdio>
 #include <string>
 #include <utility>
