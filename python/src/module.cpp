@@ -73,12 +73,6 @@ std::string withPythonName(const olhs::InvalidOption& refusal) {
     return refusal.what();
 }
 
-py::array_t<double> matrix(const double* values, int n, int m) {
-    py::array_t<double> out({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(m)});
-    std::copy(values, values + static_cast<std::size_t>(n) * static_cast<std::size_t>(m), out.mutable_data());
-    return out;
-}
-
 // What a running search shares with the thread that waits for it: a request to stop and
 // the Python exception that caused it, raised once the search has returned.
 struct Watch {
@@ -220,7 +214,7 @@ py::array_t<double> classic(int n, int m, std::uint64_t seed, int mode, bool ver
     const double divisor = n - 1;
     std::vector<double> unit(levels.size());
     for (std::size_t k = 0; k < levels.size(); ++k) unit[k] = (levels[k] - 1) / divisor;
-    return matrix(unit.data(), n, m);
+    return matrixOf(unit, n, m);
 }
 
 using Design = py::array_t<double, py::array::c_style | py::array::forcecast>;

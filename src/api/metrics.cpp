@@ -55,6 +55,12 @@ void OrderedPowerSum::updateAbsorption() {
 
 namespace {
 
+// Pairs (i, j), i < j, of n points that come before row `row`, for the share measured.
+double pairsBefore(std::size_t row, int n) {
+    const double r = static_cast<double>(row);
+    return r * (n - 1.0) - 0.5 * r * (r - 1.0);
+}
+
 void checkShape(int n, int m) {
     if (n < 2) api::refuse("n", "a design needs at least 2 points", std::to_string(n));
     if (m < 1) api::refuse("m", "a design needs at least 1 variable", std::to_string(m));
@@ -119,7 +125,7 @@ public:
     void row(int pass, std::size_t i) const {
         if (!progress_ || (i & 63) != 0) return;
         const double pairs = 0.5 * n_ * (n_ - 1.0);
-        const double before = static_cast<double>(i) * (n_ - 1.0) - 0.5 * static_cast<double>(i) * (i - 1.0);
+        const double before = pairsBefore(i, n_);
         if (!progress_((pass + before / pairs) / 3.0)) throw MeasuringCancelled();
     }
 
@@ -161,7 +167,6 @@ double centredL2Discrepancy(const std::vector<int>& levels, int n, int m, const 
 } // namespace
 
 namespace api {
-
 
 namespace {
 
@@ -278,11 +283,9 @@ PairSummary summarisePairs(const std::vector<int>& levels, int n, int m, int exp
             changed.notify_all();
         }
     });
-    // Pairs measured before row r.
-    const auto pairsBefore = [&](std::size_t r) { return static_cast<double>(r) * (n - 1.0) - 0.5 * r * (r - 1.0); };
     for (std::size_t k = 0; k < chunks; ++k) {
         const std::size_t first = k * chunkRows, end = std::min(rows - 1, (k + 1) * chunkRows);
-        if (keepGoing && !keepGoing(pairsBefore(first) / pairs)) {
+        if (keepGoing && !keepGoing(pairsBefore(first, n) / pairs)) {
             {
                 const std::lock_guard<std::mutex> lock(guard);
                 stop = true;

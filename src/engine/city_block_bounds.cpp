@@ -103,7 +103,6 @@ double tail(double added, int k, const Dist* rowA, const Dist* rowB, const std::
 // sum the bounds refuse, and infinity 0, a term below any that counts).
 constexpr double avx512ReciprocalError = 0x1.0p-14;
 
-
 template <class Dist>
 [[gnu::target("avx512f,avx512bw,avx512vl")]] inline __m512i load16(const Dist* p, __mmask16 valid) {
     if constexpr (sizeof(Dist) == 2) {
@@ -198,7 +197,6 @@ template <class Dist>
 }
 
 constexpr double avx2ReciprocalError = 1.5 * 0x1.0p-12;
-
 
 template <class Dist>
 struct Avx2Lanes {

@@ -91,6 +91,8 @@ private:
                 std::vector<double>& base) const;
     void exactSquared(int c, int a, int b, double& added, double& removed) const;
     double incremental(double added, double removed) const;
+    /// Recounts row k's share of the sum and its error bound.
+    void sumRow(int k) const;
 
     /// Row i of 32-bit distances (null for narrower ones).
     const std::uint32_t* row32(int i) const;
@@ -107,8 +109,6 @@ private:
     ExactRowSums<double> termSums_;
     detail::ExchangedTerms exchangedTerms_ = nullptr;
     detail::ExchangeRoughSums roughSums_ = nullptr;
-    /// Recounts row k's share of the sum and its error bound.
-    void sumRow(int k) const;
 
     /// City-block distances with whole-power terms d^-q: how candidates are bounded.
     detail::CityBlockRoughSums<Dist> cityBlockBounds_ = nullptr;

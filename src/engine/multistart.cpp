@@ -1,7 +1,5 @@
 #include "engine/multistart.h"
 
-#include <type_traits>
-
 #include <algorithm>
 #include <atomic>
 #include <exception>
@@ -89,12 +87,22 @@ Levels inRowsOf(const Levels& design, const Levels& start) {
     return reordered;
 }
 
+// The stream of restart `restart` of the run the plan is a share of.
+RandomStream streamOf(const MultistartPlan& plan, int restart) {
+    return RandomStream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
+}
+
+// The plan's start, or a random Latin design drawn from the restart's stream.
+Levels startOf(const MultistartPlan& plan, RandomStream& stream) {
+    return plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
+}
+
 template <class Dist, int Exponent>
 RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::shared_ptr<const PowerTable>& table,
                             Shared& shared) {
     const auto began = now(plan.clock);
-    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
-    Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
+    RandomStream stream = streamOf(plan, restart);
+    Levels start = startOf(plan, stream);
     const long shortest = 400L * plan.points * plan.variables;
     const long standard = defaultAnnealProposals(plan.points, plan.variables);
     const bool fitted = plan.proposalsPerAnneal == 0 && plan.deadline != std::chrono::steady_clock::time_point::max();
@@ -139,8 +147,8 @@ RestartResult annealRestart(const MultistartPlan& plan, int restart, const std::
 // One restart of the evolutionary search under the criterion make(start) returns.
 template <class MakeCriterion>
 RestartResult searchRestart(const MultistartPlan& plan, int restart, Shared& shared, MakeCriterion&& make) {
-    RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart) + restart));
-    Levels start = plan.start.points() > 0 ? plan.start : randomLatin(plan.points, plan.variables, stream);
+    RandomStream stream = streamOf(plan, restart);
+    Levels start = startOf(plan, stream);
     auto current = make(start);
     const double value = current.value();
     // The best design so far is the start: a search never returns anything worse.
@@ -317,12 +325,8 @@ MultistartOutcome runMultistart(const MultistartPlan& plan) {
         // One variable (or one free point) leaves nothing to exchange: every order is as
         // good. The value is left to the caller.
         MultistartOutcome outcome;
-        if (plan.start.points() > 0) {
-            outcome.levels = plan.start;
-        } else {
-            RandomStream stream(derivedSeed(plan.seed, static_cast<std::uint64_t>(plan.firstRestart)));
-            outcome.levels = randomLatin(plan.points, plan.variables, stream);
-        }
+        RandomStream stream = streamOf(plan, 0);
+        outcome.levels = startOf(plan, stream);
         outcome.restarts = 1;
         return outcome;
     }

@@ -62,11 +62,15 @@ double ProductCriterion::product(int i, int j) const {
     return result;
 }
 
+namespace {
+// A variable's factor in a point's single term of the discrepancy, z its |x - 1/2|.
+double singleFactor(double z) { return 1.0 + 0.5 * z - 0.5 * z * z; }
+} // namespace
+
 double ProductCriterion::single(int i) const {
     double result = 1.0;
     for (int c = 0; c < variables(); ++c) {
-        const double z = perLevel_[static_cast<std::size_t>(levels_(i, c))];
-        result *= 1.0 + 0.5 * z - 0.5 * z * z;
+        result *= singleFactor(perLevel_[static_cast<std::size_t>(levels_(i, c))]);
     }
     return result;
 }
@@ -154,7 +158,7 @@ double ProductCriterion::change(int c, int a, int b) const {
     const double zb = perLevel_[static_cast<std::size_t>(xb)];
     const double own = traded(rowA[a], rowB[b], 1.0 + za, 1.0 + zb);
     const double singles = traded(singles_[static_cast<std::size_t>(a)], singles_[static_cast<std::size_t>(b)],
-                                  1.0 + 0.5 * za - 0.5 * za * za, 1.0 + 0.5 * zb - 0.5 * zb * zb);
+                                  singleFactor(za), singleFactor(zb));
     return (own + 2.0 * pairs) / (static_cast<double>(n_) * n_) - 2.0 / n_ * singles;
 }
 
